@@ -1,0 +1,21 @@
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+find_library(PE_EGL_LIB EGL REQUIRED)
+find_library(PE_GLES_LIB GLESv2 REQUIRED)
+find_path(PE_EGL_INCLUDE EGL/egl.h REQUIRED)
+add_library(PE::GL INTERFACE IMPORTED)
+target_link_libraries(PE::GL INTERFACE ${PE_EGL_LIB} ${PE_GLES_LIB})
+target_include_directories(PE::GL INTERFACE ${PE_EGL_INCLUDE})
+
+# Debian ships the Android utils and log libraries outside the default path.
+set(_pe_android_libdir /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
+find_library(PE_ANDROID_UTILS utils PATHS ${_pe_android_libdir} NO_DEFAULT_PATH REQUIRED)
+find_library(PE_ANDROID_LOG log PATHS ${_pe_android_libdir} NO_DEFAULT_PATH REQUIRED)
+find_path(PE_ANDROID_INCLUDE utils/String8.h PATHS /usr/include/android REQUIRED)
+add_library(PE::android INTERFACE IMPORTED)
+target_link_libraries(PE::android INTERFACE ${PE_ANDROID_UTILS} ${PE_ANDROID_LOG})
+target_include_directories(PE::android INTERFACE ${PE_ANDROID_INCLUDE})
+get_filename_component(PE_ANDROID_LIBDIR ${PE_ANDROID_UTILS} DIRECTORY)
+set(CMAKE_BUILD_RPATH ${PE_ANDROID_LIBDIR})
+set(CMAKE_INSTALL_RPATH ${PE_ANDROID_LIBDIR})

@@ -1,0 +1,5 @@
+if(PE_SANITIZE)
+  string(REPLACE ";" "," _pe_san "${PE_SANITIZE}")
+  add_compile_options(-fsanitize=${_pe_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${_pe_san})
+endif()

@@ -1,0 +1,3 @@
+#pragma once
+
+#define PE_EXPORT __attribute__((visibility("default")))

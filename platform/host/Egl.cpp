@@ -1,0 +1,105 @@
+#include <pe/Platform.h>
+
+#include <cstring>
+#include <vector>
+
+namespace pe {
+namespace platform {
+namespace {
+
+EGLDisplay TryInitialize(EGLDisplay display, EGLint* major, EGLint* minor) {
+  if (display == EGL_NO_DISPLAY) return EGL_NO_DISPLAY;
+  if (eglInitialize(display, major, minor)) return display;
+  return EGL_NO_DISPLAY;
+}
+
+EGLDisplay OpenHeadless(EGLint* major, EGLint* minor) {
+  auto getPlatformDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+      eglGetProcAddress("eglGetPlatformDisplayEXT"));
+  if (!getPlatformDisplay) return EGL_NO_DISPLAY;
+  EGLDisplay d =
+      TryInitialize(getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr),
+                    major, minor);
+  if (d != EGL_NO_DISPLAY) return d;
+
+  auto queryDevices =
+      reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+  if (!queryDevices) return EGL_NO_DISPLAY;
+  EGLDeviceEXT devices[8];
+  EGLint count = 0;
+  if (!queryDevices(8, devices, &count)) return EGL_NO_DISPLAY;
+  for (EGLint i = 0; i < count; ++i) {
+    d = TryInitialize(getPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr), major,
+                      minor);
+    if (d != EGL_NO_DISPLAY) return d;
+  }
+  return EGL_NO_DISPLAY;
+}
+
+// A copy of attribs with one attribute's value replaced or the attribute
+// dropped (value == EGL_NONE).
+std::vector<EGLint> Adjusted(const std::vector<EGLint>& attribs, EGLint name, EGLint value) {
+  std::vector<EGLint> out;
+  for (size_t i = 0; i + 1 < attribs.size() && attribs[i] != EGL_NONE; i += 2) {
+    if (attribs[i] == name) {
+      if (value == EGL_NONE) continue;
+      out.push_back(name);
+      out.push_back(value);
+    } else {
+      out.push_back(attribs[i]);
+      out.push_back(attribs[i + 1]);
+    }
+  }
+  out.push_back(EGL_NONE);
+  return out;
+}
+
+}  // namespace
+
+EGLDisplay OpenDisplay(EGLint* major, EGLint* minor) {
+  EGLDisplay d = TryInitialize(eglGetDisplay(EGL_DEFAULT_DISPLAY), major, minor);
+  if (d != EGL_NO_DISPLAY) return d;
+  return OpenHeadless(major, minor);
+}
+
+EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attribs, EGLConfig* configs,
+                        EGLint maxConfigs, EGLint* numConfigs) {
+  EGLint dummy = 0;
+  if (!numConfigs) numConfigs = &dummy;
+  if (eglChooseConfig(display, attribs, configs, maxConfigs, numConfigs) && *numConfigs > 0)
+    return EGL_TRUE;
+
+  std::vector<EGLint> list;
+  for (const EGLint* p = attribs; p && *p != EGL_NONE; p += 2) {
+    list.push_back(p[0]);
+    list.push_back(p[1]);
+  }
+  list.push_back(EGL_NONE);
+  // Headless displays offer pbuffer configs only, and not every stencil size.
+  std::vector<EGLint> pbuffer = Adjusted(list, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT);
+  const std::vector<EGLint> tries[] = {
+      pbuffer,
+      Adjusted(pbuffer, EGL_STENCIL_SIZE, EGL_NONE),
+      Adjusted(Adjusted(pbuffer, EGL_STENCIL_SIZE, EGL_NONE), EGL_DEPTH_SIZE, EGL_NONE),
+  };
+  for (const auto& t : tries) {
+    if (eglChooseConfig(display, t.data(), configs, maxConfigs, numConfigs) && *numConfigs > 0)
+      return EGL_TRUE;
+  }
+  return EGL_FALSE;
+}
+
+bool HasGLExtension(const char* name) {
+  const char* all = reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS));
+  if (!all || !name || !*name) return false;
+  const size_t len = std::strlen(name);
+  for (const char* p = std::strstr(all, name); p; p = std::strstr(p + 1, name)) {
+    const bool startOk = p == all || p[-1] == ' ';
+    const bool endOk = p[len] == ' ' || p[len] == '\0';
+    if (startOk && endOk) return true;
+  }
+  return false;
+}
+
+}  // namespace platform
+}  // namespace pe

@@ -1,0 +1,24 @@
+#pragma once
+
+// Cache maintenance of CPU-written buffers. On the host this is where a
+// buffer's CPU memory and its GL texture are brought back in step.
+
+#include <utils/RefBase.h>
+#include <utils/StrongPointer.h>
+
+#include <cstddef>
+
+namespace gralloc {
+
+class IMemAlloc : public android::RefBase {
+ public:
+  virtual int clean_buffer(void* base, size_t size, int offset, int fd) = 0;
+};
+
+class IAllocController : public android::RefBase {
+ public:
+  static android::sp<IAllocController> getInstance(bool useMasterHeap);
+  virtual android::sp<IMemAlloc> getAllocator(int flags) = 0;
+};
+
+}  // namespace gralloc

@@ -1,0 +1,64 @@
+#pragma once
+
+// What the library needs from the operating system besides the Android-named
+// classes: EGL display and config selection, textures over CPU-visible
+// graphics buffers, the display size and the asset directories.
+
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+#include <GLES2/gl2.h>
+
+#include <string>
+
+struct ANativeWindowBuffer;
+
+namespace pe {
+namespace platform {
+
+// The default display, or on a machine without a window system the first
+// headless platform that initialises. Returns EGL_NO_DISPLAY when none opens.
+// The display is initialised on return; *major/*minor receive the version.
+EGLDisplay OpenDisplay(EGLint* major, EGLint* minor);
+
+// eglChooseConfig with the given list, then the fallbacks a headless display
+// needs (pbuffer-only surfaces, any stencil size).
+EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attribs, EGLConfig* configs,
+                        EGLint maxConfigs, EGLint* numConfigs);
+
+// True when the current context advertises the GL extension.
+bool HasGLExtension(const char* name);
+
+// --- Textures over graphics buffers -----------------------------------------
+// Stands in for eglCreateImageKHR(EGL_NATIVE_BUFFER_ANDROID) and
+// glEGLImageTargetTexture2DOES. Errors are reported through eglGetError().
+EGLImageKHR CreateNativeBufferImage(EGLDisplay display, ANativeWindowBuffer* buffer,
+                                    const EGLint* attribs);
+EGLBoolean DestroyNativeBufferImage(EGLDisplay display, EGLImageKHR image);
+// Gives the texture bound to target the buffer's storage.
+void ImageTargetTexture2D(GLenum target, EGLImageKHR image);
+
+// Coherence between a buffer's CPU memory and its texture. The CPU owns a
+// buffer until it is rendered into; then the GPU owns it until it is read.
+// Called with the image's texture bound for sampling: uploads CPU data.
+void PrepareImageForSampling(EGLImageKHR image);
+// Called when the image's texture is bound as a render target.
+void MarkImageRendered(EGLImageKHR image);
+// Hands the buffer back to the CPU (reads GPU data back when needed).
+bool SyncImageToCpu(EGLImageKHR image);
+// The clean point of CPU-visible memory at base (graphics buffer or not).
+int CleanBuffer(void* base, size_t size, int offset, int fd);
+
+// --- Machine facts -----------------------------------------------------------
+// The display size as the platform reports it (any order); false if unknown.
+bool QueryDisplaySize(int* width, int* height);
+// Overrides the display size (host API; 0 x 0 restores the default).
+void SetDisplaySize(int width, int height);
+
+// Asset directory (trailing slash), override directory ("" when none),
+// dump directory.
+std::string AssetDir();
+std::string OverrideDir();
+std::string DumpDir();
+
+}  // namespace platform
+}  // namespace pe
