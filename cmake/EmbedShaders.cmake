@@ -3,11 +3,27 @@
 # (vignette.frag -> kShader_vignette_frag), so sources ship inside the library.
 function(pe_embed_shaders target header)
   set(out "${CMAKE_CURRENT_BINARY_DIR}/generated/${header}")
+  string(REPLACE ";" "," files "${ARGN}")
   add_custom_command(OUTPUT "${out}"
-    COMMAND ${CMAKE_COMMAND} -DOUT=${out} "-DFILES=${ARGN}"
+    COMMAND ${CMAKE_COMMAND} -DOUT=${out} "-DFILES=${files}"
             -P ${PROJECT_SOURCE_DIR}/cmake/EmbedShadersScript.cmake
     DEPENDS ${ARGN} ${PROJECT_SOURCE_DIR}/cmake/EmbedShadersScript.cmake
-    COMMENT "Embedding shaders into ${header}")
+    COMMENT "Embedding shaders into ${header}" VERBATIM)
   target_sources(${target} PRIVATE "${out}")
   target_include_directories(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/generated")
+endfunction()
+
+# pe_validate_shaders(<name> <vert> <frag> [DEFINES d1 d2 ...]): a CTest that
+# compiles and links the pair with glslangValidator, once plain and once per
+# define.
+find_program(PE_GLSLANG glslangValidator)
+function(pe_validate_shaders name vert frag)
+  cmake_parse_arguments(V "" "" "DEFINES" ${ARGN})
+  if(NOT PE_GLSLANG OR NOT PE_BUILD_TESTS)
+    return()
+  endif()
+  add_test(NAME glsl_${name} COMMAND ${PE_GLSLANG} -l ${vert} ${frag})
+  foreach(d ${V_DEFINES})
+    add_test(NAME glsl_${name}_${d} COMMAND ${PE_GLSLANG} -l -D${d} ${vert} ${frag})
+  endforeach()
 endfunction()

@@ -1,4 +1,5 @@
 set(content "// Generated from GLSL sources; do not edit.\n#pragma once\n\n")
+string(REPLACE "," ";" FILES "${FILES}")
 foreach(f ${FILES})
   get_filename_component(name "${f}" NAME)
   string(REGEX REPLACE "[^A-Za-z0-9]" "_" ident "${name}")

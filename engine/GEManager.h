@@ -16,6 +16,9 @@ struct GEEffectEntry {
   unsigned number;
   const char* name;
   GEShader* (*create)();
+  // Hands manager state to the new effect before its Init (Mirror's
+  // landscape flag); null for most effects.
+  void (*configure)(GEShader* shader, const class GEManager& manager);
 };
 
 struct GEEffectTable {

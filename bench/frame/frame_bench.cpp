@@ -1,0 +1,193 @@
+// Whole frames and stills through the public interface, beside a pass-through
+// GL round trip (upload, one trivial pass, read back) measured in the same
+// run. Prints medians.
+
+#include <GLES2/gl2.h>
+#include <pe/Platform.h>
+#include <posteffect/PostEffect.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utils/String8.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Ms(Clock::time_point a, Clock::time_point b) {
+  return std::chrono::duration<double, std::milli>(b - a).count();
+}
+
+double Median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v.empty() ? 0 : v[v.size() / 2];
+}
+
+struct SharedFrame {
+  int fd = -1;
+  unsigned char* base = nullptr;
+  size_t size = 0;
+  explicit SharedFrame(size_t bytes) : size(bytes) {
+    fd = memfd_create("bench-frame", MFD_CLOEXEC);
+    if (fd < 0 || ftruncate(fd, static_cast<off_t>(bytes)) != 0) std::abort();
+    base = static_cast<unsigned char*>(
+        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+    if (base == MAP_FAILED) std::abort();
+    for (size_t i = 0; i < bytes; ++i) base[i] = static_cast<unsigned char>(i * 7 + (i >> 10));
+  }
+  ~SharedFrame() {
+    munmap(base, size);
+    close(fd);
+  }
+};
+
+double PreviewMs(int effect, int w, int h, int frames) {
+  IPostEffect* fx = createPostEffect();
+  fx->start();
+  fx->setParameters(android::String8(("GPU-effect=" + std::to_string(effect)).c_str()));
+  fx->startPreview(w, h);
+  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  std::vector<double> times;
+  for (int i = 0; i < frames + 3; ++i) {
+    auto t0 = Clock::now();
+    int rc = fx->handlePreview(frame.fd, frame.base, 0);
+    auto t1 = Clock::now();
+    if (rc != 0) std::fprintf(stderr, "handlePreview returned %d\n", rc);
+    if (i >= 3) times.push_back(Ms(t0, t1));  // the first frames build the effect
+  }
+  fx->stopPreview();
+  fx->stop();
+  destroyPostEffect(fx);
+  return Median(times);
+}
+
+double CaptureSeconds(int effect, int pw, int ph, int cw, int ch, int runs) {
+  IPostEffect* fx = createPostEffect();
+  fx->start();
+  fx->setParameters(android::String8(("GPU-effect=" + std::to_string(effect)).c_str()));
+  fx->startPreview(pw, ph);
+  SharedFrame still(static_cast<size_t>(cw) * ch * 3 / 2);
+  std::vector<double> times;
+  for (int i = 0; i < runs; ++i) {
+    auto t0 = Clock::now();
+    int rc = fx->handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
+    auto t1 = Clock::now();
+    if (rc != 0) std::fprintf(stderr, "handleCapture returned %d\n", rc);
+    times.push_back(Ms(t0, t1) / 1000.0);
+  }
+  fx->stop();
+  destroyPostEffect(fx);
+  return Median(times);
+}
+
+// Baseline: what any GL frame costs here: upload the frame as RGBA, one
+// trivial pass into a framebuffer, read the result back.
+class RoundTrip {
+ public:
+  RoundTrip() {
+    EGLint major, minor;
+    m_display = pe::platform::OpenDisplay(&major, &minor);
+    const EGLint attribs[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE,
+                              EGL_OPENGL_ES2_BIT, EGL_NONE};
+    EGLConfig config;
+    EGLint n = 0;
+    pe::platform::ChooseConfig(m_display, attribs, &config, 1, &n);
+    const EGLint ctx[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
+    m_context = eglCreateContext(m_display, config, EGL_NO_CONTEXT, ctx);
+    const EGLint pb[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
+    m_surface = eglCreatePbufferSurface(m_display, config, pb);
+    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
+    const char* vs =
+        "attribute vec4 a_pos; varying vec2 v_uv;"
+        "void main(){ gl_Position = a_pos; v_uv = a_pos.xy * 0.5 + 0.5; }";
+    const char* fs =
+        "precision mediump float; uniform sampler2D s; varying vec2 v_uv;"
+        "void main(){ gl_FragColor = texture2D(s, v_uv); }";
+    m_program = glCreateProgram();
+    for (auto [type, src] :
+         {std::pair<GLenum, const char*>{GL_VERTEX_SHADER, vs}, {GL_FRAGMENT_SHADER, fs}}) {
+      GLuint sh = glCreateShader(type);
+      glShaderSource(sh, 1, &src, nullptr);
+      glCompileShader(sh);
+      glAttachShader(m_program, sh);
+      glDeleteShader(sh);
+    }
+    glBindAttribLocation(m_program, 0, "a_pos");
+    glLinkProgram(m_program);
+  }
+  ~RoundTrip() {
+    glDeleteProgram(m_program);
+    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    eglDestroySurface(m_display, m_surface);
+    eglDestroyContext(m_display, m_context);
+  }
+
+  double Ms(int w, int h, int frames) {
+    std::vector<unsigned char> in(static_cast<size_t>(w) * h * 4, 100), out(in.size());
+    GLuint tex[2], fbo;
+    glGenTextures(2, tex);
+    for (GLuint t : tex) {
+      glBindTexture(GL_TEXTURE_2D, t);
+      glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    }
+    glGenFramebuffers(1, &fbo);
+    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, tex[1], 0);
+    const float quad[] = {-1, -1, 1, -1, -1, 1, 1, 1};
+    std::vector<double> times;
+    for (int i = 0; i < frames + 3; ++i) {
+      auto t0 = Clock::now();
+      glBindTexture(GL_TEXTURE_2D, tex[0]);
+      glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, in.data());
+      glViewport(0, 0, w, h);
+      glUseProgram(m_program);
+      glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, quad);
+      glEnableVertexAttribArray(0);
+      glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+      glReadPixels(0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, out.data());
+      auto t1 = Clock::now();
+      if (i >= 3) times.push_back(::Ms(t0, t1));
+    }
+    glDeleteFramebuffers(1, &fbo);
+    glDeleteTextures(2, tex);
+    return Median(times);
+  }
+
+ private:
+  EGLDisplay m_display;
+  EGLContext m_context;
+  EGLSurface m_surface;
+  GLuint m_program = 0;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int frames = argc > 1 ? std::atoi(argv[1]) : 30;
+  std::printf("%-10s %14s %14s %14s %10s %10s\n", "size", "roundtrip ms", "effect0 ms",
+              "effect4 ms", "e0/rt", "e4/rt");
+  const int sizes[][2] = {{640, 480}, {1280, 720}, {1920, 1080}};
+  for (const auto& s : sizes) {
+    double rt;
+    {
+      RoundTrip baseline;
+      rt = baseline.Ms(s[0], s[1], frames);
+    }
+    const double e0 = PreviewMs(0, s[0], s[1], frames);
+    const double e4 = PreviewMs(4, s[0], s[1], frames);
+    std::printf("%4dx%-5d %14.2f %14.2f %14.2f %10.2f %10.2f\n", s[0], s[1], rt, e0, e4, e0 / rt,
+                e4 / rt);
+  }
+  const double cap = CaptureSeconds(4, 1280, 720, 4000, 3000, 5);
+  std::printf("capture 4000x3000, effect 4, 1280x720 preview: %.3f s (median of 5)\n", cap);
+  return 0;
+}

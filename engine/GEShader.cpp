@@ -1,0 +1,300 @@
+#include "GEShader.h"
+
+#include <GLES2/gl2ext.h>
+#include <pe/Log.h>
+#include <pe/Platform.h>
+#include <posteffect/IPostEffect.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "BlockWalk.h"
+#include "GECommon.h"
+#include "GLFbo.h"
+#include "GLProgRGBtoUV.h"
+#include "GLProgRGBtoY.h"
+#include "GLProgram.h"
+#include "GLTexture.h"
+
+PE_LOG_MODULE("GEShader");
+
+namespace {
+
+// The NV fence entry points exist only where the driver has the extension;
+// without it nothing is created (nothing ever waits on the fence).
+struct FenceApi {
+  PFNGLGENFENCESNVPROC gen = nullptr;
+  PFNGLDELETEFENCESNVPROC del = nullptr;
+  PFNGLISFENCENVPROC is = nullptr;
+};
+
+const FenceApi* Fences() {
+  static FenceApi api;
+  static bool looked = false;
+  if (!looked) {
+    looked = true;
+    if (pe::platform::HasGLExtension("GL_NV_fence")) {
+      api.gen = reinterpret_cast<PFNGLGENFENCESNVPROC>(eglGetProcAddress("glGenFencesNV"));
+      api.del = reinterpret_cast<PFNGLDELETEFENCESNVPROC>(eglGetProcAddress("glDeleteFencesNV"));
+      api.is = reinterpret_cast<PFNGLISFENCENVPROC>(eglGetProcAddress("glIsFenceNV"));
+    }
+  }
+  return api.gen && api.del && api.is ? &api : nullptr;
+}
+
+unsigned char* GetDataBuf(GLTexture* tex) {
+  if (!tex->IsStreaming()) {
+    LOGE("[%s] not ST", "GetDataBuf");
+    return nullptr;
+  }
+  return static_cast<unsigned char*>(tex->m_pData);
+}
+
+}  // namespace
+
+GEShader::GEShader(pe::LogModule* log) : m_pLog(log ? log : &s_peLogModule) {}
+
+GEShader::~GEShader() { DeinitYUVConverter(); }
+
+bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width, unsigned height,
+                    unsigned char, IYUVConverter* converter) {
+  TRACE("Init");
+  m_pSrcTexture = src;
+  m_pConverter = converter;
+  InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
+                   static_cast<int>(height));
+  if (m_captureMode) {
+    if (const FenceApi* f = Fences()) {
+      f->gen(1, &m_uFence);
+      LOGI("[%s] fence %u generated", "Init", m_uFence);
+    } else {
+      LOGD("[%s] GL_NV_fence not supported, no fence", "Init");
+    }
+  }
+  SetCrop(-1.f, -1.f, 0.f, 0.f);
+  return true;
+}
+
+bool GEShader::Deinit() {
+  TRACE("Deinit");
+  DeinitYUVConverter();
+  if (m_captureMode) {
+    const FenceApi* f = Fences();
+    if (f && m_uFence != static_cast<GLuint>(-1) && f->is(m_uFence)) {
+      f->del(1, &m_uFence);
+      m_uFence = static_cast<GLuint>(-1);
+    }
+  }
+  return true;
+}
+
+bool GEShader::ProcFrame(unsigned char* y, unsigned char*, unsigned char* v, int width,
+                         int height) {
+  return ProcFrame(y, v, width, height);
+}
+
+bool GEShader::SetCrop(float x, float y, float width, float height) {
+  if (x < 0 || y < 0 || width <= 0 || height <= 0) {
+    m_fCrop[0] = 0.f;
+    m_fCrop[1] = 0.f;
+    m_fCrop[2] = m_pSrcTexture && m_pSrcTexture->GetAllocWidth() > 0
+                     ? static_cast<float>(m_pSrcTexture->GetWidth()) /
+                           static_cast<float>(m_pSrcTexture->GetAllocWidth())
+                     : 1.f;
+    m_fCrop[3] = 1.f;
+  } else {
+    m_fCrop[0] = x;
+    m_fCrop[1] = y;
+    m_fCrop[2] = width;
+    m_fCrop[3] = height;
+  }
+  return true;
+}
+
+unsigned char* GEShader::GetUVBuf() {
+  return m_pUVTexture ? static_cast<unsigned char*>(m_pUVTexture->GetSTDataBuf()) : nullptr;
+}
+
+unsigned char* GEShader::GetYBuf() {
+  return m_pYTexture ? static_cast<unsigned char*>(m_pYTexture->GetSTDataBuf()) : nullptr;
+}
+
+bool GEShader::BindSrcTexture() {
+  TRACE("BindSrcTexture");
+  if (!m_pSrcTexture) {
+    LOGE("[%s] src texture is NULL\n", "BindSrcTexture");
+    return false;
+  }
+  m_pSrcTexture->Bind();
+  return CheckGLError("BindSrcTexture", "glBindTexture");
+}
+
+bool GEShader::BlockCopy(GLTexture* dst, int dx, int dy, int w, int h, GLTexture* src, int sx,
+                         int sy) {
+  if (!src || !dst) {
+    LOGE("[%s] invalid src(%p) or dst(%p)\n", "BlockCopy", static_cast<void*>(src),
+         static_cast<void*>(dst));
+    return false;
+  }
+  if (!src->IsStreaming() || !dst->IsStreaming()) {
+    LOGE("[%s] only ST can use this method. src(%d) dst(%d)\n", "BlockCopy", src->IsStreaming(),
+         dst->IsStreaming());
+    return false;
+  }
+  if (src->GetFormat() != dst->GetFormat()) {
+    LOGE("[%s] inconsistent format. src(%u) dst(%u)\n", "BlockCopy", src->GetFormat(),
+         dst->GetFormat());
+    return false;
+  }
+  if (src->GetType() != dst->GetType()) {
+    LOGE("[%s] inconsistent type. src(%u) dst(%u)\n", "BlockCopy", src->GetType(), dst->GetType());
+    return false;
+  }
+  if (src->GetFormat() == GL_RGB) {
+    if (src->GetType() == GL_UNSIGNED_SHORT_5_6_5)
+      return BlkCpyRGB565(dst, dx, dy, w, h, src, sx, sy);
+    LOGE("[%s] format %u type %u not support\n", "BlockCopy", src->GetFormat(), src->GetType());
+    return false;
+  }
+  if (src->GetFormat() == GL_RGBA && src->GetType() == GL_UNSIGNED_BYTE)
+    return BlkCpyRGBA8888(dst, dx, dy, w, h, src, sx, sy);
+  LOGE("[%s] format %u not support\n", "BlockCopy", src->GetFormat());
+  return false;
+}
+
+namespace {
+
+// Rectangles come from effects' arithmetic; clip them to both textures so a
+// bad one copies less instead of writing outside a buffer.
+bool ClipBlock(GLTexture* dst, int& dx, int& dy, int& w, int& h, GLTexture* src, int& sx, int& sy) {
+  if (dx < 0 || dy < 0 || sx < 0 || sy < 0) return false;
+  w = std::min({w, static_cast<int>(dst->GetWidth()) - dx, static_cast<int>(src->GetWidth()) - sx});
+  h = std::min(
+      {h, static_cast<int>(dst->GetHeight()) - dy, static_cast<int>(src->GetHeight()) - sy});
+  return w > 0 && h > 0;
+}
+
+bool BlkCpy(GLTexture* dst, int dx, int dy, int w, int h, GLTexture* src, int sx, int sy,
+            int pixel) {
+  unsigned char* d = GetDataBuf(dst);
+  unsigned char* s = GetDataBuf(src);
+  if (!d || !s) return false;
+  if (!ClipBlock(dst, dx, dy, w, h, src, sx, sy)) return true;
+  const size_t dPitch = static_cast<size_t>(dst->GetWidth()) * pixel;
+  const size_t sPitch = static_cast<size_t>(src->GetWidth()) * pixel;
+  for (int r = 0; r < h; ++r)
+    std::memcpy(d + (dy + r) * dPitch + static_cast<size_t>(dx) * pixel,
+                s + (sy + r) * sPitch + static_cast<size_t>(sx) * pixel,
+                static_cast<size_t>(w) * pixel);
+  return true;
+}
+
+}  // namespace
+
+bool GEShader::BlkCpyRGBA8888(GLTexture* dst, int dx, int dy, int w, int h, GLTexture* src, int sx,
+                              int sy) {
+  return BlkCpy(dst, dx, dy, w, h, src, sx, sy, 4);
+}
+
+bool GEShader::BlkCpyRGB565(GLTexture* dst, int dx, int dy, int w, int h, GLTexture* src, int sx,
+                            int sy) {
+  return BlkCpy(dst, dx, dy, w, h, src, sx, sy, 2);
+}
+
+bool GEShader::RunPreview(const char* func, unsigned a, unsigned b, int w, int h) {
+  if (!m_bInited) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] effect not initialized", func);
+    return false;
+  }
+  if (m_captureMode) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] Preview mode only", func);
+    return false;
+  }
+  return ProcBlock(a, b, w, h);
+}
+
+void GEShader::OnBlock(unsigned, unsigned, unsigned, unsigned, float, float) {}
+
+bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
+  if (!m_bInited) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] effect not initialized", func);
+    return false;
+  }
+  if (!m_captureMode) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] Capture mode only", func);
+    return false;
+  }
+  if (!m_pConverter) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] callback not registered", func);
+    return false;
+  }
+  if (!dst || W <= 0 || H <= 0 || !m_pSrcTexture) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] invalid still %dx%d", func, W, H);
+    return false;
+  }
+  const unsigned procW = m_pSrcTexture->GetWidth();
+  const unsigned procH = m_pSrcTexture->GetHeight();
+  const unsigned allocW = m_pSrcTexture->GetAllocWidth();
+  m_nOverlapX = std::max(m_nOverlapX, 0);
+  m_nOverlapY = std::max(m_nOverlapY, 0);
+  pe::BlockWalk walk(W, H, procW, procH, allocW, m_nOverlapX, m_nOverlapY);
+  m_uStartX = m_uStartY = 0;
+  m_uRun = 0;
+  m_uMaxRun = walk.MaxRuns();
+  PE_LOG(*m_pLog, pe::kLogInfo,
+         "[%s] fImgWidth=%d, fImgHeight=%d, nProcW=%d, nProcH=%d, max run = %d", func, W, H, procW,
+         procH, m_uMaxRun);
+  unsigned char* block = GetDataBuf(m_pSrcTexture);
+  while (m_uRun < m_uMaxRun) {
+    PE_LOG(*m_pLog, pe::kLogInfo,
+           ">> run %d ===================================================", m_uRun);
+    const pe::BlockRect b = walk.Place();
+    m_uStartX = b.x;
+    m_uStartY = b.y;
+    m_uRgnW = b.w;
+    m_uRgnH = b.h;
+    m_uWidth = b.w;
+    m_uHeight = b.h;
+    OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
+    if (!m_pConverter->convertRect(block, allocW, procH, b.x, b.y, b.w, b.h))
+      PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, b.x,
+             b.y, b.w, b.h);
+    ProcBlock(0, 0, W, H);
+    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.x, b.y, b.w, b.h);
+    walk.Advance();
+    ++m_uRun;
+  }
+  m_uMaxRun = 0;
+  m_uWidth = procW;
+  m_uHeight = procH;
+  return true;
+}
+
+void GEShader::PartialTexCoords(float* coords, unsigned divisor, const char* func) {
+  static const float kCorners[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+  LOGI("[%s] partial texcoord", func);
+  const float scale =
+      divisor > 0 ? static_cast<float>(m_uWidth) / static_cast<float>(divisor) : 1.f;
+  for (int i = 0; i < 4; ++i) {
+    coords[2 * i] = kCorners[2 * i] * scale;
+    coords[2 * i + 1] = kCorners[2 * i + 1];
+    LOGI("[%s] %f:%f", func, coords[2 * i], coords[2 * i + 1]);
+  }
+}
+
+bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
+                              const std::function<void()>& setUniforms) {
+  m_pRGBFbo->Bind();
+  glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uWidth),
+             static_cast<GLsizei>(m_uHeight));
+  if (!prog->Use()) return false;
+  if (setUniforms) setUniforms();
+  prog->SetVertexCoord(4, kQuadVertices);
+  prog->SetTextureCoord(2, texCoords);
+  prog->Draw();
+  ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->GetWidth()),
+             static_cast<int>(m_pSrcTexture->GetHeight()));
+  glFlush();
+  glFinish();
+  return true;
+}

@@ -1,0 +1,202 @@
+// The GPU YUV output converter of GEShader: the RGB result becomes a Y plane
+// and an interleaved V/U plane in streaming textures the CPU copies out.
+
+#include <pe/Log.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "GEShader.h"
+#include "GLFbo.h"
+#include "GLProgRGBtoUV.h"
+#include "GLProgRGBtoY.h"
+#include "GLProgram.h"
+#include "GLTexture.h"
+
+PE_LOG_MODULE("GEShader");
+
+namespace {
+
+bool MakeTarget(GLTexture** tex, GLFbo** fbo, int w, int h, unsigned char streaming, GLint filter) {
+  *tex = new GLTexture();
+  if (!(*tex)->Init(GL_RGBA, GL_UNSIGNED_BYTE, w, h, streaming)) return false;
+  (*tex)->Bind();
+  (*tex)->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  (*tex)->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  if (filter) {
+    (*tex)->SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
+    (*tex)->SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+  }
+  *fbo = new GLFbo();
+  if (!(*fbo)->Init()) return false;
+  (*fbo)->SetColorAttachment(*tex);
+  return true;
+}
+
+void SetFilter(GLTexture* tex, GLint filter) {
+  tex->Bind();
+  tex->SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
+  tex->SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+}
+
+void FarCoords(float* c, int x, int y, int w, int h, int rgbW, int rgbH) {
+  // Integer quotients on purpose: the rectangle always ends at the far edges.
+  const float s = rgbW > 0 ? static_cast<float>(static_cast<unsigned>(x + w) / rgbW) : 0.f;
+  const float t = rgbH > 0 ? static_cast<float>(static_cast<unsigned>(y + h) / rgbH) : 0.f;
+  const float v[8] = {0, t, 0, 0, s, 0, s, t};
+  std::memcpy(c, v, sizeof(v));
+}
+
+}  // namespace
+
+bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHeight) {
+  TRACE("InitYUVConverter");
+  if (rgbWidth <= 0 || rgbHeight <= 0 || yWidth <= 0 || yHeight <= 0) {
+    LOGE("[%s] invalid size rgb %dx%d y %dx%d", "InitYUVConverter", rgbWidth, rgbHeight, yWidth,
+         yHeight);
+    return false;
+  }
+  m_nRGBWidth = rgbWidth;
+  m_nRGBHeight = rgbHeight;
+  m_nYWidth = yWidth;
+  m_nYHeight = yHeight;
+  m_nYStride = 4 * (((yWidth / 4) + 31) / 32 * 32);
+  m_nUVStride = m_nYStride;
+  m_nYTexHeight = yHeight;
+  m_nUVHeight = yHeight / 2;
+
+  if (!MakeTarget(&m_pRGBTexture, &m_pRGBFbo, rgbWidth, rgbHeight, 0, 0)) return false;
+  LOGI("[%s] Creating tex/FBO for Y plane", "InitYUVConverter");
+  if (!MakeTarget(&m_pYTexture, &m_pYFbo, m_nYStride / 4, m_nYTexHeight, 1, GL_NEAREST))
+    return false;
+  LOGI("[%s] Creating tex/FBO for UV plane", "InitYUVConverter");
+  if (!MakeTarget(&m_pUVTexture, &m_pUVFbo, m_nUVStride / 4, m_nUVHeight, 1, GL_NEAREST))
+    return false;
+
+  const float w = static_cast<float>(rgbWidth), h = static_cast<float>(rgbHeight);
+  m_pProgRGBtoY = new GLProgRGBtoY();
+  const float yShift[8] = {-1.5f / w, 0, -0.5f / w, 0, 0.5f / w, 0, 1.5f / w, 0};
+  m_pProgRGBtoY->SetShift(yShift);
+  if (!m_pProgRGBtoY->Load()) {
+    LOGE("[%s] can't load program RGBtoY", "InitYUVConverter");
+    return false;
+  }
+  m_pProgRGBtoY->SetTextures(0, m_pRGBTexture);
+
+  m_pProgRGBtoUV = new GLProgRGBtoUV();
+  if (!m_pProgRGBtoUV->Load()) {
+    LOGE("[%s] can't load program RGBtoUV", "InitYUVConverter");
+    return false;
+  }
+  m_pProgRGBtoUV->SetTextures(0, m_pRGBTexture);
+  const float uvShift[4] = {-1.f / w, 0.f / h, 1.f / w, 0.f / h};
+  m_pProgRGBtoUV->SetShift(uvShift);
+  return true;
+}
+
+bool GEShader::ConvertYUV(int x, int y, int w, int h) {
+  m_pYFbo->Bind();
+  glViewport(x / 4, y, w / 4, h);
+  m_pProgRGBtoY->Use();
+  m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
+  SetFilter(m_pRGBTexture, GL_NEAREST);
+  FarCoords(m_fYTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
+  m_pProgRGBtoY->SetTextureCoord(2, m_fYTexCoord);
+  m_pProgRGBtoY->Draw();
+
+  m_pUVFbo->Bind();
+  glViewport(x, y, w / 4, h / 2);
+  SetFilter(m_pRGBTexture, GL_LINEAR);
+  FarCoords(m_fUVTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
+  m_pProgRGBtoUV->Use();
+  m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
+  m_pProgRGBtoUV->SetTextureCoord(2, m_fUVTexCoord);
+  m_pProgRGBtoUV->Draw();
+  return true;
+}
+
+bool GEShader::ConvertYUV(int x, int y) {
+  m_pYFbo->Bind();
+  glViewport(x, y, m_nRGBWidth / 4, m_nRGBHeight);
+  m_pProgRGBtoY->Use();
+  m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
+  SetFilter(m_pRGBTexture, GL_NEAREST);
+  m_pProgRGBtoY->SetTextureCoord(2, kQuadTexCoords);
+  m_pProgRGBtoY->Draw();
+
+  m_pUVFbo->Bind();
+  glViewport(x, y, m_nRGBWidth / 4, m_nRGBHeight / 2);
+  SetFilter(m_pRGBTexture, GL_LINEAR);
+  m_pProgRGBtoUV->Use();
+  m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
+  m_pProgRGBtoUV->SetTextureCoord(2, kQuadTexCoords);
+  m_pProgRGBtoUV->Draw();
+  return true;
+}
+
+bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight,
+                            int x, int y, int w, int h) {
+  if (!m_pYTexture || !m_pUVTexture) return false;
+  m_pYTexture->clean_buffer();
+  m_pUVTexture->clean_buffer();
+  if (!dstY || !dstUV) {
+    LOGE("[%s] pDstYStart (%p) or pDstUVStart (%p) is NULL\n", "BlockCopyYUV",
+         static_cast<void*>(dstY), static_cast<void*>(dstUV));
+    return false;
+  }
+  const unsigned char* srcY = static_cast<unsigned char*>(m_pYTexture->m_pData);
+  const unsigned char* srcUV = static_cast<unsigned char*>(m_pUVTexture->m_pData);
+  if (!srcY || !srcUV || x < 0 || y < 0) return false;
+  int s = 0;
+  if (x != 0) {
+    s = m_nOverlapX / 2;
+    x += s;
+    w -= s;
+  }
+  int r = 0;
+  int e = y + h;
+  if (y != 0) {
+    r = m_nOverlapY / 2;
+    y += r;
+  }
+  // Never past the destination or the planes, whatever the block arithmetic
+  // produced (a still narrower than one rounded block, say).
+  w = std::min({w, dstStride - x, m_nYStride - s});
+  e = std::min(e, dstHeight);
+  for (int j = y; j < e && r < m_nYTexHeight; ++j, ++r) {
+    if (w <= 0) break;
+    std::memcpy(dstY + static_cast<size_t>(j) * dstStride + x,
+                srcY + static_cast<size_t>(r) * m_nYStride + s, static_cast<size_t>(w));
+    if (j % 2 == 0 && r / 2 < m_nUVHeight)
+      std::memcpy(dstUV + static_cast<size_t>(j / 2) * dstStride + x,
+                  srcUV + static_cast<size_t>(r / 2) * m_nUVStride + s, static_cast<size_t>(w));
+  }
+  return true;
+}
+
+bool GEShader::MemcpyYUV(void* dstY, void* dstUV) {
+  BlockCopyYUV(static_cast<unsigned char*>(dstY), static_cast<unsigned char*>(dstUV), m_nYWidth,
+               m_nYHeight, 0, 0, m_nYWidth, m_nYHeight);
+  return true;
+}
+
+bool GEShader::DeinitYUVConverter() {
+  TRACE("DeinitYUVConverter");
+  delete m_pYTexture;
+  m_pYTexture = nullptr;
+  delete m_pUVTexture;
+  m_pUVTexture = nullptr;
+  delete m_pRGBTexture;
+  m_pRGBTexture = nullptr;
+  delete m_pYFbo;
+  m_pYFbo = nullptr;
+  delete m_pUVFbo;
+  m_pUVFbo = nullptr;
+  delete m_pRGBFbo;
+  m_pRGBFbo = nullptr;
+  delete m_pProgRGBtoY;
+  m_pProgRGBtoY = nullptr;
+  delete m_pProgRGBtoUV;
+  m_pProgRGBtoUV = nullptr;
+  return true;
+}

@@ -1,0 +1,204 @@
+#include <gtest/gtest.h>
+#include <posteffect/PostEffect.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utils/String8.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "LogCapture.h"
+#include "YuvModel.h"
+
+namespace {
+
+using pe::ref::Nv21;
+
+// Frames live in shared memory handed over as fd, base and offset.
+class SharedNv21 {
+ public:
+  SharedNv21(int w, int h, size_t offset = 4096)
+      : m_w(w), m_h(h), m_offset(offset), m_size(offset + static_cast<size_t>(w) * h * 3 / 2) {
+    m_fd = memfd_create("test-frame", MFD_CLOEXEC);
+    EXPECT_EQ(ftruncate(m_fd, static_cast<off_t>(m_size)), 0);
+    m_base = static_cast<unsigned char*>(
+        mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0));
+  }
+  ~SharedNv21() {
+    munmap(m_base, m_size);
+    close(m_fd);
+  }
+  void Put(const Nv21& f) { std::memcpy(m_base + m_offset, f.data.data(), f.data.size()); }
+  Nv21 Get() const {
+    Nv21 f(m_w, m_h);
+    std::memcpy(f.data.data(), m_base + m_offset, f.data.size());
+    return f;
+  }
+  int fd() const { return m_fd; }
+  unsigned char* base() const { return m_base; }
+  int offset() const { return static_cast<int>(m_offset); }
+
+ private:
+  int m_w, m_h;
+  size_t m_offset, m_size;
+  int m_fd = -1;
+  unsigned char* m_base = nullptr;
+};
+
+class Service : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("POSTEFFECT_DISPLAY", "1920x1080", 1);
+    m_fx = createPostEffect();
+    ASSERT_EQ(m_fx->start(), 0);
+  }
+  void TearDown() override {
+    m_fx->stop();
+    destroyPostEffect(m_fx);
+  }
+  int Params(const std::string& s) { return m_fx->setParameters(android::String8(s.c_str())); }
+  Nv21 Preview(SharedNv21& shm, const Nv21& frame) {
+    shm.Put(frame);
+    EXPECT_EQ(m_fx->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
+    return shm.Get();
+  }
+
+  IPostEffect* m_fx = nullptr;
+};
+
+// The vignette as the user asks for it: a strength and two display points
+// (centre, a point on the circle) mapped into a w x h frame.
+pe::ref::Shade VignetteShade(int w, int h, int strength, int cx, int cy, int ex, int ey) {
+  const float sx = w / 1920.f, sy = h / 1080.f;
+  const float px = std::floor(cx * sx), py = std::floor(cy * sy);
+  const float qx = std::floor(ex * sx), qy = std::floor(ey * sy);
+  const float centreX = px / w - 0.5f, centreY = py / h - 0.5f;
+  const float radius = std::sqrt(std::pow((qy - py) / h, 2.f) + std::pow((qx - px) / w, 2.f));
+  const float edge = (100 - strength) * 0.37f / 100.f + 0.03f;
+  const float ratio = static_cast<float>(w) / h;
+  return [=](int x, int y, pe::ref::Rgb p) {
+    const float dx = (x + 0.5f) / w - centreX - 0.5f;
+    const float dy = ((y + 0.5f) / h - centreY - 0.5f) / ratio;
+    float t = (std::sqrt(dx * dx + dy * dy) - (radius - edge)) / (2 * edge);
+    t = std::fmin(1.f, std::fmax(0.f, t));
+    const float k = 1.f - t * t * (3.f - 2.f * t);
+    return pe::ref::Rgb{p.r * k, p.g * k, p.b * k};
+  };
+}
+
+TEST_F(Service, EffectZeroLeavesPreviewFramesAndStillsUntouched) {
+  ASSERT_EQ(Params("GPU-effect=0"), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 11);
+  EXPECT_EQ(Preview(shm, frame).data, frame.data);
+  SharedNv21 still(1600, 1200);
+  const Nv21 big = pe::ref::MakeFrame(1600, 1200, 12);
+  still.Put(big);
+  EXPECT_EQ(m_fx->handleCapture(1600, 1200, still.fd(), still.base(), still.offset(), 1600 * 1200),
+            0);
+  EXPECT_EQ(still.Get().data, big.data);
+}
+
+TEST_F(Service, VignettePreviewMatchesTheModel) {
+  ASSERT_EQ(Params("GPU-effect=4;GE-param0=70,0,0,0;GE-param1=960,540,960,900"), 0);
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  SharedNv21 shm(1280, 720);
+  const Nv21 frame = pe::ref::MakeFrame(1280, 720, 21);
+  const Nv21 expect = pe::ref::RoundTrip(frame, VignetteShade(1280, 720, 70, 960, 540, 960, 900));
+  for (int i = 0; i < 2; ++i) {  // the second frame runs on the kept manager
+    pe::ref::Diff d = pe::ref::Compare(Preview(shm, frame), expect);
+    EXPECT_LE(d.maxY, 2) << d.worstX << "," << d.worstY;
+    EXPECT_LE(d.maxUV, 2);
+  }
+}
+
+TEST_F(Service, VignetteCaptureIsContinuousAcrossBlockSeams) {
+  ASSERT_EQ(Params("GPU-effect=4;GE-param0=40,0,0,0;GE-param1=960,540,960,1000"), 0);
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  SharedNv21 still(4000, 3000);
+  const Nv21 big = pe::ref::MakeFrame(4000, 3000, 31);
+  still.Put(big);
+  ASSERT_EQ(m_fx->handleCapture(4000, 3000, still.fd(), still.base(), still.offset(), 4000 * 3000),
+            0);
+  // Parameters are mapped into the preview-sized viewport; the circle is
+  // placed in picture fractions, with the preview's aspect ratio.
+  const float sx = 1280 / 1920.f, sy = 720 / 1080.f;
+  const float cx = std::floor(960 * sx) / 1280 - 0.5f, cy = std::floor(540 * sy) / 720 - 0.5f;
+  const float r = (std::floor(1000 * sy) - std::floor(540 * sy)) / 720;
+  const float edge = 60 * 0.37f / 100.f + 0.03f, ratio = 1280.f / 720;
+  const Nv21 expect = pe::ref::RoundTrip(big, [=](int x, int y, pe::ref::Rgb p) {
+    const float dx = (x + 0.5f) / 4000 - cx - 0.5f, dy = ((y + 0.5f) / 3000 - cy - 0.5f) / ratio;
+    float t =
+        std::fmin(1.f, std::fmax(0.f, (std::sqrt(dx * dx + dy * dy) - (r - edge)) / (2 * edge)));
+    const float k = 1.f - t * t * (3.f - 2.f * t);
+    return pe::ref::Rgb{p.r * k, p.g * k, p.b * k};
+  });
+  pe::ref::Diff d = pe::ref::Compare(still.Get(), expect);
+  EXPECT_LE(d.maxY, 2) << d.worstX << "," << d.worstY;
+  EXPECT_LE(d.maxUV, 2);
+}
+
+TEST_F(Service, ManagerLifecycleFollowsEffectSizeAndCaptures) {
+  pe::test::LogCapture log;
+  ASSERT_EQ(Params("GPU-effect=4"), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 41);
+  Preview(shm, frame);
+  EXPECT_EQ(log.Count("isGEInit == false, internalStartPreview"), 1);
+
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);  // same size: manager kept
+  Preview(shm, frame);
+  EXPECT_EQ(log.Count("isGEInit == false, internalStartPreview"), 1);
+
+  SharedNv21 still(1280, 960);
+  still.Put(pe::ref::MakeFrame(1280, 960, 42));
+  ASSERT_EQ(m_fx->handleCapture(1280, 960, still.fd(), still.base(), still.offset(), 1280 * 960),
+            0);
+  Preview(shm, frame);  // a capture forces re-initialisation
+  EXPECT_EQ(log.Count("isGEInit == false, internalStartPreview"), 2);
+
+  ASSERT_EQ(m_fx->startPreview(320, 240), 0);  // new size: re-initialised
+  SharedNv21 small(320, 240);
+  Preview(small, pe::ref::MakeFrame(320, 240, 43));
+  EXPECT_EQ(log.Count("isGEInit == false, internalStartPreview"), 3);
+
+  ASSERT_EQ(Params("GPU-effect=0"), 0);  // effect 0 mid-preview: torn down next frame
+  const Nv21 plain = pe::ref::MakeFrame(320, 240, 44);
+  EXPECT_EQ(Preview(small, plain).data, plain.data);
+  EXPECT_EQ(log.Count("isGEInit == true, internalStopPreview"), 1);
+  EXPECT_EQ(m_fx->stopPreview(), 0);
+  EXPECT_EQ(m_fx->handlePreview(small.fd(), small.base(), small.offset()), -1);
+}
+
+TEST_F(Service, AFailedCaptureLeavesTheStillUntouched) {
+  ASSERT_EQ(Params("GPU-effect=5"), 0);  // a number with no effect built
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 still(1280, 960);
+  const Nv21 big = pe::ref::MakeFrame(1280, 960, 51);
+  still.Put(big);
+  EXPECT_EQ(m_fx->handleCapture(1280, 960, still.fd(), still.base(), still.offset(), 1280 * 960),
+            3);
+  EXPECT_EQ(still.Get().data, big.data);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 52);
+  shm.Put(frame);
+  EXPECT_EQ(m_fx->handlePreview(shm.fd(), shm.base(), shm.offset()), 2);
+  EXPECT_EQ(shm.Get().data, frame.data);
+}
+
+TEST_F(Service, BadFramesAndSizesAreRefusedWithoutWriting) {
+  ASSERT_EQ(Params("GPU-effect=4"), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  EXPECT_NE(m_fx->handlePreview(-1, nullptr, 0), 0);
+  SharedNv21 still(64, 64);
+  const Nv21 small = pe::ref::MakeFrame(64, 64, 61);
+  still.Put(small);
+  EXPECT_EQ(m_fx->handleCapture(-64, 64, still.fd(), still.base(), still.offset(), 64 * 64), 3);
+  EXPECT_EQ(m_fx->handleCapture(64, 64, still.fd(), nullptr, 0, 64 * 64), 3);
+  EXPECT_EQ(still.Get().data, small.data);
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#include "YuvModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace pe {
+namespace ref {
+namespace {
+
+float Clamp01(float v) { return std::min(1.f, std::max(0.f, v)); }
+uint8_t ToByte(float v) { return static_cast<uint8_t>(std::lround(Clamp01(v) * 255.f)); }
+
+}  // namespace
+
+Nv21 MakeFrame(int w, int h, uint32_t seed) {
+  Nv21 f(w, h);
+  uint32_t s = seed * 2654435761u + 1;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      s = s * 1103515245u + 12345u;
+      int v = (x * 255) / std::max(1, w - 1);
+      if ((y / 16) % 3 == 1) v = ((x / 8 + y / 8) % 2) ? 235 : 16;    // fine detail
+      if ((y / 16) % 3 == 2) v = static_cast<int>((s >> 16) & 0xFF);  // noise
+      f.y()[static_cast<size_t>(y) * w + x] = static_cast<uint8_t>(v);
+    }
+  for (int y = 0; y < h / 2; ++y)
+    for (int x = 0; x < w / 2; ++x) {
+      uint8_t* p = f.uv() + static_cast<size_t>(y) * w + 2 * x;
+      p[0] = static_cast<uint8_t>(64 + (x * 128) / std::max(1, w / 2));   // V
+      p[1] = static_cast<uint8_t>(192 - (y * 128) / std::max(1, h / 2));  // U
+    }
+  return f;
+}
+
+Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u) {
+  const float Y = y / 255.f, V = v / 255.f, U = u / 255.f;
+  return {Y + 1.402f * V - 0.701f, Y - 0.714f * V - 0.344f * U + 0.529f, Y + 1.772f * U - 0.886f};
+}
+
+Rgb Quantise(Rgb c) { return {ToByte(c.r) / 255.f, ToByte(c.g) / 255.f, ToByte(c.b) / 255.f}; }
+
+Nv21 RoundTrip(const Nv21& in, const Shade& shade) {
+  const int w = in.width, h = in.height;
+  std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const uint8_t* c = in.uv() + static_cast<size_t>(y / 2) * w + (x & ~1);
+      Rgb p = YuvToRgb(in.y()[static_cast<size_t>(y) * w + x], c[0], c[1]);
+      if (shade) p = shade(x, y, p);
+      rgb[static_cast<size_t>(y) * w + x] = Quantise(p);
+    }
+  Nv21 out(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const Rgb& p = rgb[static_cast<size_t>(y) * w + x];
+      out.y()[static_cast<size_t>(y) * w + x] = ToByte(0.299f * p.r + 0.587f * p.g + 0.114f * p.b);
+    }
+  for (int y = 0; y < h / 2; ++y)
+    for (int x = 0; x < w / 2; ++x) {
+      Rgb m{0, 0, 0};
+      for (int dy = 0; dy < 2; ++dy)
+        for (int dx = 0; dx < 2; ++dx) {
+          const Rgb& p = rgb[static_cast<size_t>(2 * y + dy) * w + 2 * x + dx];
+          m.r += p.r / 4;
+          m.g += p.g / 4;
+          m.b += p.b / 4;
+        }
+      uint8_t* o = out.uv() + static_cast<size_t>(y) * w + 2 * x;
+      o[0] = ToByte(0.5f * m.r - 0.4186829f * m.g - 0.0813089f * m.b + 0.5f);
+      o[1] = ToByte(-0.168727f * m.r - 0.33126147f * m.g + 0.5f * m.b + 0.5f);
+    }
+  return out;
+}
+
+Diff Compare(const Nv21& a, const Nv21& b) {
+  Diff d;
+  if (a.width != b.width || a.height != b.height) {
+    d.maxY = d.maxUV = 256;
+    return d;
+  }
+  const size_t ySize = static_cast<size_t>(a.width) * a.height;
+  for (size_t i = 0; i < ySize; ++i) {
+    const int diff = std::abs(a.data[i] - b.data[i]);
+    if (diff > d.maxY) {
+      d.maxY = diff;
+      d.worstX = static_cast<int>(i % a.width);
+      d.worstY = static_cast<int>(i / a.width);
+    }
+  }
+  for (size_t i = ySize; i < a.data.size(); ++i)
+    d.maxUV = std::max(d.maxUV, std::abs(a.data[i] - b.data[i]));
+  return d;
+}
+
+}  // namespace ref
+}  // namespace pe

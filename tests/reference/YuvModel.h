@@ -1,0 +1,50 @@
+#pragma once
+
+// Independent CPU model of the GPU math: NV21 -> RGB through the YUV-to-RGB
+// matrix, RGB quantised as the 8-bit render target stores it, and back to Y
+// and 2x2-averaged chroma with the output converter's coefficients.
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace pe {
+namespace ref {
+
+struct Rgb {
+  float r, g, b;
+};
+
+struct Nv21 {
+  int width = 0, height = 0;
+  std::vector<uint8_t> data;  // Y plane then V/U plane
+  Nv21() = default;
+  Nv21(int w, int h) : width(w), height(h), data(static_cast<size_t>(w) * h * 3 / 2) {}
+  uint8_t* y() { return data.data(); }
+  uint8_t* uv() { return data.data() + static_cast<size_t>(width) * height; }
+  const uint8_t* y() const { return data.data(); }
+  const uint8_t* uv() const { return data.data() + static_cast<size_t>(width) * height; }
+};
+
+// Deterministic test frame: gradients, colour blocks and fine detail.
+Nv21 MakeFrame(int w, int h, uint32_t seed);
+
+// The RGB the effect programs see for a pixel (0..1, unclamped).
+Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u);
+// What an RGBA8 render target stores.
+Rgb Quantise(Rgb c);
+
+// Full model: every pixel goes through shade(x, y, rgb) (identity for
+// Bypass), is quantised, and is converted back to NV21.
+using Shade = std::function<Rgb(int x, int y, Rgb in)>;
+Nv21 RoundTrip(const Nv21& in, const Shade& shade = nullptr);
+
+// Largest absolute difference over the Y plane and the chroma plane, with the
+// position of the worst Y difference.
+struct Diff {
+  int maxY = 0, maxUV = 0, worstX = -1, worstY = -1;
+};
+Diff Compare(const Nv21& a, const Nv21& b);
+
+}  // namespace ref
+}  // namespace pe
