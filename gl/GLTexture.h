@@ -1,0 +1,87 @@
+#pragma once
+
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+#include <GLES2/gl2.h>
+#include <ui/GraphicBuffer.h>
+#include <utils/StrongPointer.h>
+
+struct ANativeWindowBuffer;
+struct private_handle_t;
+
+// One GL texture. A normal texture has storage GL allocates; a streaming
+// ("ST") texture is an EGL image over a graphics buffer the CPU reads and
+// writes at m_pData, rows m_nAllocWidth pixels apart.
+class GLTexture {
+ public:
+  // Reserved format: accepted only when wrapping a buffer, and then with an
+  // invalid target (that path is unfinished on purpose).
+  static const unsigned kFormatYUV = 0x190B;
+
+  GLTexture();
+  virtual ~GLTexture();
+  GLTexture(const GLTexture&) = delete;
+  GLTexture& operator=(const GLTexture&) = delete;
+
+  // Streaming texture over an existing buffer the caller keeps alive.
+  unsigned Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
+                unsigned height);
+  // Normal texture, or (streaming 1) a streaming texture over a graphics
+  // buffer of its own.
+  unsigned Init(unsigned format, unsigned type, unsigned width, unsigned height,
+                unsigned char streaming);
+  // Whole-image upload into a normal texture; width 0 takes the texture's size.
+  unsigned UpdateNormalTexture(const void* pixels, unsigned width, unsigned height);
+  // CPU address of a streaming texture, brought up to date with what the GPU
+  // rendered into it; null for a normal one.
+  void* GetSTDataBuf() const;
+  // The texture must be bound.
+  unsigned SetParameteri(unsigned pname, int value);
+  // Binds to the active unit; a streaming texture also gets the CPU's latest
+  // data for sampling.
+  unsigned Bind();
+  // Hands the buffer back to the CPU after the GPU or CPU wrote it.
+  unsigned clean_buffer();
+
+  // Assets and debug dumps (BMP files).
+  unsigned LoadBMP(const char* path, unsigned format, unsigned type, unsigned char streaming);
+  unsigned SaveBMP(const char* templatePath, const char* outName);
+  unsigned SaveBMP_yuvx(const char* templatePath, const char* outName);
+
+  GLuint GetName() const { return m_uName; }
+  unsigned GetWidth() const { return static_cast<unsigned>(m_nWidth); }
+  unsigned GetAllocWidth() const { return static_cast<unsigned>(m_nAllocWidth); }
+  unsigned GetHeight() const { return static_cast<unsigned>(m_nHeight); }
+  int GetBytesPerPixel() const { return m_nBpp; }
+  unsigned GetFormat() const { return m_uFormat; }
+  unsigned GetType() const { return m_uType; }
+  unsigned GetTarget() const { return m_uTarget; }
+  bool IsStreaming() const { return m_bStreaming != 0; }
+  EGLImageKHR GetImage() const { return m_image; }
+
+  // Mapped memory of the graphics buffer (streaming only).
+  void* m_pData = nullptr;
+
+ private:
+  // Destroys the EGL image and the texture name; func names the caller in
+  // the log lines.
+  void Release(const char* func);
+  void SetDefaultParameters();
+
+  unsigned char m_bStreaming = 0;
+  GLuint m_uName = static_cast<GLuint>(-1);
+  int m_nWidth = -1;
+  int m_nAllocWidth = -1;
+  int m_nHeight = -1;
+  int m_nBpp = 0;
+  unsigned m_uFormat = static_cast<unsigned>(-1);
+  unsigned m_uType = static_cast<unsigned>(-1);
+  android::sp<android::GraphicBuffer> m_spBuffer;
+  EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
+  unsigned m_uTarget = GL_TEXTURE_2D;
+  // Allocator handle of the buffer behind m_pData, for clean_buffer.
+  const private_handle_t* m_pHandle = nullptr;
+  // Where the GL objects were made: they are deleted only there.
+  EGLDisplay m_display = EGL_NO_DISPLAY;
+  EGLContext m_context = EGL_NO_CONTEXT;
+};

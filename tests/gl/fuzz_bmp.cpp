@@ -1,0 +1,85 @@
+// Arbitrary bytes as a BMP asset, loaded into a normal and a streaming
+// texture of a kind chosen by the input. Usage: fuzz_bmp [flags] CORPUS_DIR;
+// an empty or missing corpus directory is seeded with valid files first.
+
+#include <EGL/egl.h>
+#include <posteffect/Globals.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "GLTexture.h"
+#include "GlContext.h"
+#include "Pixels.h"
+
+EGLDisplay g_eglDisplay = EGL_NO_DISPLAY;
+EGLContext g_eglContext = EGL_NO_CONTEXT;
+
+namespace {
+
+const unsigned kKinds[][2] = {{GL_RGBA, GL_UNSIGNED_BYTE},
+                              {GL_RGB, GL_UNSIGNED_BYTE},
+                              {GL_RGB, GL_UNSIGNED_SHORT_5_6_5},
+                              {GL_LUMINANCE, GL_UNSIGNED_BYTE}};
+
+void SeedCorpus(const char* dir) {
+  struct stat st;
+  if (stat(dir, &st) != 0 && mkdir(dir, 0755) != 0) return;
+  const std::string d = dir;
+  struct Seed {
+    const char* name;
+    int32_t w, h;
+    uint16_t bits;
+  };
+  const Seed seeds[] = {{"rgba32", 32, 2, 32}, {"rgb24", 32, 2, 24}, {"rgb16", 32, 2, 16},
+                        {"grey8", 32, 2, 8},   {"odd24", 5, 3, 24},  {"pal4", 8, 2, 4}};
+  for (const Seed& s : seeds) {
+    const std::string path = d + "/" + s.name;
+    if (stat(path.c_str(), &st) == 0) continue;
+    const pe::test::Bytes bytes = pe::test::Bmp(
+        s.w, s.h, s.bits, pe::test::Ramp(static_cast<size_t>(s.w) * s.h * s.bits / 8));
+    if (FILE* f = std::fopen(path.c_str(), "wb")) {
+      std::fwrite(bytes.data(), 1, bytes.size(), f);
+      std::fclose(f);
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  static pe::test::GlContext gl;
+  if (!gl.ok()) {
+    std::fprintf(stderr, "fuzz_bmp: no EGL display or ES2 context\n");
+    std::abort();
+  }
+  g_eglDisplay = gl.display();
+  g_eglContext = gl.context();
+  for (int i = 1; i < *argc; ++i) {
+    if ((*argv)[i][0] != '-') {
+      SeedCorpus((*argv)[i]);
+      break;
+    }
+  }
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // The loader reads a path: the input becomes a memory file reopened by name.
+  static const int fd = memfd_create("fuzz_bmp", MFD_CLOEXEC);
+  static const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  if (fd < 0 || ftruncate(fd, 0) != 0) std::abort();
+  if (size && pwrite(fd, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
+  const unsigned* kind = kKinds[size ? data[size - 1] % 4 : 0];
+  for (unsigned char streaming : {0, 1}) {
+    GLTexture tex;
+    tex.LoadBMP(path.c_str(), kind[0], kind[1], streaming);
+  }
+  return 0;
+}
