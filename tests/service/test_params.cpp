@@ -1,0 +1,161 @@
+#include <android/log.h>
+#include <camera/CameraParameters.h>
+#include <gtest/gtest.h>
+#include <posteffect/GECameraParameters.h>
+#include <utils/String8.h>
+
+#include <array>
+#include <climits>
+#include <string>
+
+#include "LogCapture.h"
+
+namespace {
+
+using android::GECameraParameters;
+using Quad = std::array<int, 4>;
+
+constexpr char kEffectLog[] = "[GECameraParameters::getGPUEffect] ";
+constexpr char kParamLog[] = "[GECameraParameters::getGPUEffectParam] ";
+
+int EffectOf(const std::string& flattened, bool* found) {
+  GECameraParameters p(android::String8(flattened.c_str()));
+  int effect = 1234;
+  *found = p.getGPUEffect(&effect);
+  return effect;
+}
+
+TEST(GPUEffect, FirstCharacterSelectsTheNumberAndBSkipsA) {
+  const std::string valid = "0123456789BCDEFGHIJ";
+  for (size_t i = 0; i < valid.size(); ++i) {
+    bool found = false;
+    EXPECT_EQ(EffectOf("GPU-effect=" + valid.substr(i, 1), &found), static_cast<int>(i))
+        << valid[i];
+    EXPECT_TRUE(found);
+  }
+  bool found = false;
+  EXPECT_EQ(EffectOf("GPU-effect=12", &found), 1);  // the rest of the value is ignored
+  EXPECT_EQ(EffectOf("x=1;GPU-effect=Jfoo;y=2", &found), 18);
+}
+
+TEST(GPUEffect, UnknownCharactersGiveMinusOneButSucceed) {
+  pe::test::LogCapture log;
+  for (const char* v : {"A", ":", "@", "a", "b", "j", "K", " 4", "-1", ""}) {
+    bool found = false;
+    EXPECT_EQ(EffectOf(std::string("GPU-effect=") + v, &found), -1) << '"' << v << '"';
+    EXPECT_TRUE(found) << '"' << v << '"';
+  }
+  EXPECT_EQ(log.Count(std::string(kEffectLog) + "invalid value", ""), 10);
+}
+
+TEST(GPUEffect, LogsTheNameBetweenEnterAndLeave) {
+  pe::test::LogCapture log;
+  bool found = false;
+  EffectOf("GPU-effect=J", &found);
+  EffectOf("GPU-effect=B", &found);
+  std::vector<std::string> text;
+  for (const auto& l : log.Lines()) {
+    EXPECT_EQ(l.tag, "");
+    EXPECT_EQ(l.priority, ANDROID_LOG_DEBUG);
+    text.push_back(l.text);
+  }
+  const std::string p = kEffectLog;
+  EXPECT_EQ(text, (std::vector<std::string>{p + "enter", p + "Color Sketch", p + "leave",
+                                            p + "enter", p + "Whiteboard", p + "leave"}));
+}
+
+TEST(GPUEffect, MissingKeyOrNullOutputFails) {
+  pe::test::LogCapture log;
+  bool found = true;
+  EXPECT_EQ(EffectOf("GE-param0=1,2,3,4", &found), -1);
+  EXPECT_FALSE(found);
+  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "leave. no key GPU-effect"));
+
+  GECameraParameters p(android::String8("GPU-effect=4"));
+  EXPECT_FALSE(p.getGPUEffect(nullptr));
+  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "null pnEffectNo, leave"));
+}
+
+// The caller's parameter set is read, not copied.
+TEST(GPUEffect, ReadsTheCallersParameterSet) {
+  android::CameraParameters params;
+  GECameraParameters p(params);
+  int effect = 0;
+  EXPECT_FALSE(p.getGPUEffect(&effect));
+  params.set(GECameraParameters::KEY_GPU_EFFECT, "9");
+  EXPECT_TRUE(p.getGPUEffect(&effect));
+  EXPECT_EQ(effect, 9);
+}
+
+struct QuadCase {
+  const char* value;
+  bool ok;
+  Quad expected;
+};
+
+class EffectParam : public ::testing::TestWithParam<QuadCase> {};
+
+TEST_P(EffectParam, ParsesFourNumbersOrWritesNothing) {
+  const QuadCase& c = GetParam();
+  pe::test::LogCapture log;
+  GECameraParameters p(android::String8((std::string("GE-param1=") + c.value).c_str()));
+  Quad out = {-7, -7, -7, -7};
+  EXPECT_EQ(p.getGPUEffectParam(1, &out[0], &out[1], &out[2], &out[3]), c.ok);
+  const Quad untouched = {-7, -7, -7, -7};
+  EXPECT_EQ(out, c.ok ? c.expected : untouched);
+  EXPECT_EQ(log.Count(std::string(kParamLog) + "parse_params format error", ""), c.ok ? 0 : 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, EffectParam,
+    ::testing::Values(QuadCase{"10,20,300,400", true, {10, 20, 300, 400}},
+                      QuadCase{"1,2,3,4xyz", true, {1, 2, 3, 4}},
+                      QuadCase{"1,2,3,4,5", true, {1, 2, 3, 4}},
+                      // strtol skips leading blanks and takes a sign.
+                      QuadCase{"-5, 6, 7, 8", true, {-5, 6, 7, 8}},
+                      QuadCase{"+5,\t-6,\n7,  +8", true, {5, -6, 7, 8}},
+                      // An empty number reads as 0, as strtol reads it.
+                      QuadCase{",,,", true, {0, 0, 0, 0}}, QuadCase{"1,2,3,", true, {1, 2, 3, 0}},
+                      QuadCase{"1,2,3,x", true, {1, 2, 3, 0}},
+                      // Out-of-range numbers saturate to the int range.
+                      QuadCase{"99999999999999999999,-99999999999,2147483648,-2147483649",
+                               true,
+                               {INT_MAX, INT_MIN, INT_MAX, INT_MIN}},
+                      QuadCase{"2147483647,-2147483648,0,-0", true, {INT_MAX, INT_MIN, 0, 0}},
+                      QuadCase{"1,2,3", false, {}}, QuadCase{"1 2 3 4", false, {}},
+                      QuadCase{"1,2 ,3,4", false, {}}, QuadCase{"1,,3", false, {}},
+                      QuadCase{"1.5,2,3,4", false, {}}, QuadCase{"0x10,2,3,4", false, {}},
+                      QuadCase{"", false, {}}, QuadCase{"garbage", false, {}},
+                      QuadCase{"99999999999999999999", false, {}}));
+
+TEST(EffectParamIndex, SelectsTheKeyAndRefusesOthersUnsigned) {
+  pe::test::LogCapture log;
+  GECameraParameters p(
+      android::String8("GE-param0=0,0,0,0;GE-param1=1,1,1,1;GE-param2=2,2,2,2;GE-param3=3,3,3,3"));
+  for (int i = 0; i < 4; ++i) {
+    Quad out = {-1, -1, -1, -1};
+    EXPECT_TRUE(p.getGPUEffectParam(i, &out[0], &out[1], &out[2], &out[3]));
+    EXPECT_EQ(out, (Quad{i, i, i, i}));
+  }
+  for (int bad : {-1, 4, INT_MIN, INT_MAX}) {
+    Quad out = {-7, -7, -7, -7};
+    EXPECT_FALSE(p.getGPUEffectParam(bad, &out[0], &out[1], &out[2], &out[3]));
+    EXPECT_EQ(out, (Quad{-7, -7, -7, -7}));
+    EXPECT_TRUE(log.Contains(std::string(kParamLog) + "nIdx " + std::to_string(bad) +
+                             " out of range, return"));
+  }
+}
+
+TEST(EffectParamIndex, MissingKeyFailsAndNullOutputsAreSkipped) {
+  pe::test::LogCapture log;
+  GECameraParameters p(android::String8("GE-param0=5,6,7,8"));
+  int b = 0, d = 0;
+  EXPECT_TRUE(p.getGPUEffectParam(0, nullptr, &b, nullptr, &d));
+  EXPECT_EQ(b, 6);
+  EXPECT_EQ(d, 8);
+  EXPECT_FALSE(p.getGPUEffectParam(2, &b, &b, &b, &b));
+  EXPECT_EQ(b, 6);
+  EXPECT_TRUE(log.Contains(std::string(kParamLog) + "leave. no key GE-param2", ""));
+}
+
+}  // namespace
