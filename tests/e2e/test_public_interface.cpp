@@ -64,6 +64,9 @@ class Service : public ::testing::Test {
     return shm.Get();
   }
 
+  // Made before the service so that the library's log masks, read once at
+  // its first message, include debug lines.
+  pe::test::LogCapture m_log;
   IPostEffect* m_fx = nullptr;
 };
 
@@ -141,7 +144,7 @@ TEST_F(Service, VignetteCaptureIsContinuousAcrossBlockSeams) {
 }
 
 TEST_F(Service, ManagerLifecycleFollowsEffectSizeAndCaptures) {
-  pe::test::LogCapture log;
+  pe::test::LogCapture& log = m_log;
   ASSERT_EQ(Params("GPU-effect=4"), 0);
   ASSERT_EQ(m_fx->startPreview(640, 480), 0);
   SharedNv21 shm(640, 480);

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# The tool against the real library: frames must come back processed.
+# usage: e2e.sh CASE TOOL
+set -euo pipefail
+case_name=$1
+tool=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+w=320
+h=240
+
+# A moving test pattern as raw NV21 frames.
+make_frames() {
+  ffmpeg -loglevel error -f lavfi -i "testsrc=size=${w}x${h}:rate=10" -frames:v "$1" \
+    -f rawvideo -pix_fmt nv21 "$2"
+}
+
+case $case_name in
+bypass_identity)
+  # Effect 0 leaves frames untouched, in preview and in capture.
+  make_frames 1 "$work/in.nv21"
+  "$tool" apply --effect 0 --size ${w}x${h} "$work/in.nv21" "$work/preview.nv21"
+  cmp "$work/in.nv21" "$work/preview.nv21"
+  "$tool" apply --effect 0 --mode capture --size ${w}x${h} "$work/in.nv21" "$work/capture.nv21"
+  cmp "$work/in.nv21" "$work/capture.nv21"
+  ;;
+effects_change_pictures)
+  # Every effect the library offers changes the chart, as a preview and as a
+  # still; the ones it refuses fail with a message naming them and leave no
+  # output behind. Vignette (4) must be among the offered ones.
+  "$tool" list >"$work/list"
+  refused=$(awk '/^[0-9]+ / { n = $1 } /refused by this library/ { print n }' "$work/list")
+  if echo "$refused" | grep -qx 4; then
+    echo "effect 4 is not offered" >&2
+    exit 1
+  fi
+  "$tool" apply --effect 0 --size 640x360 "$work/chart.nv21"
+  for n in $(seq 1 18); do
+    for mode in preview capture; do
+      rm -f "$work/out.nv21"
+      if echo "$refused" | grep -qx "$n"; then
+        if "$tool" apply --effect "$n" --mode $mode --size 640x360 "$work/out.nv21" 2>"$work/err"; then
+          echo "effect $n ($mode) was listed as refused but ran" >&2
+          exit 1
+        fi
+        grep -q "effect $n (" "$work/err"
+        [ ! -e "$work/out.nv21" ]
+        continue
+      fi
+      "$tool" apply --effect "$n" --mode $mode --size 640x360 "$work/out.nv21"
+      [ "$(stat -c %s "$work/out.nv21")" -eq $((640 * 360 * 3 / 2)) ]
+      if cmp -s "$work/chart.nv21" "$work/out.nv21"; then
+        echo "effect $n ($mode) left the chart unchanged" >&2
+        exit 1
+      fi
+    done
+  done
+  echo "$refused" | grep -qx 17
+  "$tool" gallery --size 640x360 "$work/gallery.png" 2>"$work/notes"
+  grep -q "skipping effect 17" "$work/notes"
+  [ -s "$work/gallery.png" ]
+  ;;
+ffmpeg_pipe)
+  # ffmpeg -> posteffect stream -> ffmpeg, as a video pipeline runs it.
+  frames=12
+  ffmpeg -loglevel error -f lavfi -i "testsrc=size=${w}x${h}:rate=10" -frames:v $frames \
+    -f rawvideo -pix_fmt nv21 - |
+    "$tool" stream --size ${w}x${h} --effect 4 |
+    ffmpeg -loglevel error -f rawvideo -pix_fmt nv21 -s ${w}x${h} -i - -c:v ffv1 "$work/out.mkv"
+  probe=$(ffprobe -v error -count_frames -select_streams v:0 \
+    -show_entries stream=nb_read_frames,width,height -of csv=p=0 "$work/out.mkv")
+  [ "$probe" = "$w,$h,$frames" ] || {
+    echo "decoded '$probe', wanted '$w,$h,$frames'" >&2
+    exit 1
+  }
+  ;;
+*)
+  echo "unknown case $case_name" >&2
+  exit 2
+  ;;
+esac

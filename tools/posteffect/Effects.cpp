@@ -1,0 +1,128 @@
+#include "Effects.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+
+namespace pe::cli {
+
+namespace {
+
+constexpr Quad kZero = {0, 0, 0, 0};
+constexpr const char* kNone = "-";
+constexpr const char* kStoredOnly = "strength 0..100 (kept by the library, no visible change)";
+
+std::string Canonical(const std::string& s) {
+  std::string out;
+  for (unsigned char c : s)
+    if (c != ' ' && c != '-' && c != '_') out += static_cast<char>(std::tolower(c));
+  return out;
+}
+
+}  // namespace
+
+const std::vector<EffectInfo>& Effects() {
+  static const std::vector<EffectInfo> kEffects = {
+      {0, '0', "Bypass", kNone, kNone, kZero, false, 0, 0},
+      {1, '1', "Vintage", "look: 0 cross, 1 cold, 2 warm, 3 sepia", kNone, kZero, false, 0, 0},
+      {2,
+       '2',
+       "DoF",
+       "blur strength 0..100",
+       "centre x,y and a point on the edge of the sharp area",
+       {50, 0, 0, 0},
+       true,
+       0.2,
+       0},
+      {3, '3', "Distortion", "level 0..100: 0 bulge, 33 none, 100 pinch",
+       "centre x,y (the second point is unused)", kZero, true, 0, 0},
+      {4,
+       '4',
+       "Vignette",
+       "edge softness 0..100 (100 hardest)",
+       "centre x,y and a point on the circle",
+       {50, 0, 0, 0},
+       true,
+       0.35,
+       0},
+      {5, '5', "DOTS", "dot size 0..100", kNone, {50, 0, 0, 0}, false, 0, 0},
+      {6, '6', "Contrast", "0 (the one look)", kNone, kZero, false, 0, 0},
+      {7,
+       '7',
+       "TS",
+       "blur strength 0..100",
+       "focus x,y and a point on the edge of the sharp band",
+       {50, 0, 0, 0},
+       true,
+       0,
+       1.0 / 6},
+      {8, '8', "Mirror", "0 folds top onto bottom, 1 left onto right", kNone, kZero, false, 0, 0},
+      {9, '9', "Bloom", kNone, kNone, kZero, false, 0, 0},
+      {10, 'B', "Whiteboard", kNone, kNone, kZero, false, 0, 0},
+      {11, 'C', "Stylized_Maple", kStoredOnly, kNone, kZero, false, 0, 0},
+      {12, 'D', "Stylized_Nash", kStoredOnly, kNone, kZero, false, 0, 0},
+      {13, 'E', "TwoToneMask_V", kStoredOnly, kNone, kZero, false, 0, 0},
+      {14, 'F', "TwoToneMask_H", kStoredOnly, kNone, kZero, false, 0, 0},
+      {15, 'G', "SplitToning_Mono", "tone pair 0..100", kNone, {50, 0, 0, 0}, false, 0, 0},
+      {16, 'H', "SplitToning_Color", kStoredOnly, kNone, kZero, false, 0, 0},
+      {17, 'I', "Sketch", kNone, kNone, kZero, false, 0, 0},
+      {18, 'J', "Color Sketch", kNone, kNone, kZero, false, 0, 0},
+  };
+  return kEffects;
+}
+
+const EffectInfo* FindEffect(int number) {
+  for (const EffectInfo& e : Effects())
+    if (e.number == number) return &e;
+  return nullptr;
+}
+
+const EffectInfo* ParseEffect(const std::string& text) {
+  if (text.empty()) return nullptr;
+  bool digits = true;
+  for (unsigned char c : text) digits = digits && std::isdigit(c);
+  if (digits) return text.size() <= 2 ? FindEffect(std::atoi(text.c_str())) : nullptr;
+  if (text.size() == 1) {
+    // The "GPU-effect" characters; 'A' is deliberately not one of them.
+    const char c = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    for (const EffectInfo& e : Effects())
+      if (e.code == c) return &e;
+    return nullptr;
+  }
+  const std::string want = Canonical(text);
+  for (const EffectInfo& e : Effects())
+    if (Canonical(e.name) == want) return &e;
+  static const struct {
+    const char* alias;
+    int number;
+  } kAliases[] = {{"fisheye", 3}, {"dots", 5}, {"tiltshift", 7}, {"maple", 11}, {"nash", 12}};
+  for (const auto& a : kAliases)
+    if (want == a.alias) return FindEffect(a.number);
+  return nullptr;
+}
+
+void DisplaySize(int* width, int* height) {
+  int w = 1920, h = 1080;
+  if (const char* env = std::getenv("POSTEFFECT_DISPLAY")) {
+    int ew = 0, eh = 0;
+    char tail = 0;
+    if (std::sscanf(env, "%dx%d%c", &ew, &eh, &tail) == 2 && ew > 0 && eh > 0 && ew <= 16384 &&
+        eh <= 16384) {
+      w = ew;
+      h = eh;
+    }
+  }
+  // The library keeps the display in landscape order.
+  *width = w >= h ? w : h;
+  *height = w >= h ? h : w;
+}
+
+Quad DefaultParam1(const EffectInfo& effect, int displayWidth, int displayHeight) {
+  if (!effect.param1IsPosition) return kZero;
+  const int cx = displayWidth / 2;
+  const int cy = displayHeight / 2;
+  return {cx, cy, cx + static_cast<int>(effect.defaultEdgeDx * displayWidth),
+          cy + static_cast<int>(effect.defaultEdgeDy * displayHeight)};
+}
+
+}  // namespace pe::cli

@@ -1,0 +1,143 @@
+#include "Service.h"
+
+#include <posteffect/IPostEffect.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utils/String8.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace pe::cli {
+
+SharedHeap::~SharedHeap() {
+  if (base_) munmap(base_, size_);
+  if (fd_ >= 0) close(fd_);
+}
+
+bool SharedHeap::Create(size_t slotBytes, int slots, std::string* error) {
+  const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  stride_ = (slotBytes + page - 1) / page * page;
+  size_ = stride_ * static_cast<size_t>(slots);
+  slots_ = slots;
+  fd_ = memfd_create("posteffect-frames", MFD_CLOEXEC);
+  if (fd_ < 0 || ftruncate(fd_, static_cast<off_t>(size_)) != 0) {
+    *error = std::string("cannot allocate shared frame memory: ") + std::strerror(errno);
+    return false;
+  }
+  void* p = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
+  if (p == MAP_FAILED) {
+    *error = std::string("cannot map shared frame memory: ") + std::strerror(errno);
+    return false;
+  }
+  base_ = static_cast<uint8_t*>(p);
+  return true;
+}
+
+std::string ParameterString(const EffectRequest& r) {
+  char buf[256];
+  std::snprintf(buf, sizeof buf, "GPU-effect=%c;GE-param0=%d,%d,%d,%d;GE-param1=%d,%d,%d,%d",
+                r.effect->code, r.param0[0], r.param0[1], r.param0[2], r.param0[3], r.param1[0],
+                r.param1[1], r.param1[2], r.param1[3]);
+  return buf;
+}
+
+std::string DescribeResult(int code) {
+  switch (code) {
+    case PE_RESULT_DONE:
+      return "done";
+    case PE_RESULT_CANCELLED:
+      return "cancelled";
+    case PE_RESULT_PREVIEW_START_FAILED:
+      return "preview start failed";
+    case PE_RESULT_CAPTURE_FAILED:
+      return "capture failed";
+    case PE_RESULT_QUEUE_FULL:
+      return "queue full or no worker thread";
+    case PE_RESULT_NOT_PREVIEWING:
+      return "no preview running";
+    default:
+      return "unknown result";
+  }
+}
+
+Service::Service(const Backend& backend) : backend_(backend) {}
+
+Service::~Service() {
+  if (!service_) return;
+  if (started_) service_->stop();
+  backend_.destroy(service_);
+}
+
+bool Service::Check(int result, const char* call, std::string* error) {
+  lastResult_ = result;
+  if (result == PE_RESULT_DONE) return true;
+  *error = std::string("the library failed ") + call;
+  if (!effectName_.empty()) *error += " with effect " + effectName_;
+  *error += ": result " + std::to_string(result) + " (" + DescribeResult(result) + ")";
+  return false;
+}
+
+bool Service::Start(std::string* error) {
+  service_ = backend_.create();
+  if (!service_) {
+    *error = "the library could not create its service object";
+    return false;
+  }
+  if (!Check(service_->start(), "start", error)) return false;
+  started_ = true;
+  return true;
+}
+
+bool Service::Select(const EffectRequest& request, const Crop& crop, std::string* error) {
+  effectName_ = std::to_string(request.effect->number) + " (" + request.effect->name + ")";
+  if (!Check(service_->setParameters(android::String8(ParameterString(request).c_str())),
+             "setParameters", error))
+    return false;
+  return Check(service_->setCrop(crop.x, crop.y, crop.w, crop.h), "setCrop", error);
+}
+
+bool Service::StartPreview(int width, int height, std::string* error) {
+  return Check(service_->startPreview(width, height), "startPreview", error);
+}
+
+bool Service::StopPreview(std::string* error) {
+  return Check(service_->stopPreview(), "stopPreview", error);
+}
+
+bool Service::Preview(const SharedHeap& heap, int slot, std::string* error) {
+  return Check(service_->handlePreview(heap.fd(), heap.base(), static_cast<int>(heap.Offset(slot))),
+               "the preview frame", error);
+}
+
+bool Service::Capture(int width, int height, const SharedHeap& heap, int slot, std::string* error) {
+  const long chromaFromLuma = static_cast<long>(width) * height;
+  return Check(service_->handleCapture(width, height, heap.fd(), heap.base(), heap.Offset(slot),
+                                       chromaFromLuma),
+               "the capture", error);
+}
+
+bool ProcessFrame(const Backend& backend, const EffectRequest& request, const Crop& crop, Mode mode,
+                  Size previewSize, Nv21Frame* frame, std::string* error) {
+  SharedHeap heap;
+  if (!heap.Create(frame->data.size(), 1, error)) return false;
+  std::memcpy(heap.Slot(0), frame->data.data(), frame->data.size());
+
+  Service service(backend);
+  if (!service.Start(error) || !service.Select(request, crop, error)) return false;
+  if (mode == Mode::kPreview) {
+    if (!service.StartPreview(frame->width, frame->height, error) ||
+        !service.Preview(heap, 0, error))
+      return false;
+  } else {
+    if (!service.StartPreview(previewSize.width, previewSize.height, error) ||
+        !service.Capture(frame->width, frame->height, heap, 0, error))
+      return false;
+  }
+  if (!service.StopPreview(error)) return false;
+  std::memcpy(frame->data.data(), heap.Slot(0), frame->data.size());
+  return true;
+}
+
+}  // namespace pe::cli

@@ -1,0 +1,36 @@
+// posteffect: drives libposteffect from the command line as a camera service would.
+
+#include <posteffect/IPostEffect.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "ImageIO.h"
+
+namespace {
+
+// An interrupted run leaves no half-written output behind.
+void OnTerminate(int sig) {
+  pe::cli::RemovePendingOutput();
+  std::signal(sig, SIG_DFL);
+  std::raise(sig);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A closed pipe downstream must end a stream with a write error, not a signal.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGINT, OnTerminate);
+  std::signal(SIGTERM, OnTerminate);
+  const std::vector<std::string> args(argv + 1, argv + argc);
+  const pe::cli::Context ctx{
+      {createPostEffect, destroyPostEffect}, stdin, stdout, stderr, isatty(STDERR_FILENO) == 1};
+  const int rc = pe::cli::Run(args, ctx);
+  if (std::fflush(stdout) != 0 && rc == pe::cli::kExitOk) return pe::cli::kExitFailure;
+  return rc;
+}
