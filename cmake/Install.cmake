@@ -14,6 +14,8 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/PostEffectConfigVer
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/PostEffectConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/PostEffectConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/PostEffect)
+# Relative to the .pc file, so that an install under another --prefix works.
+file(RELATIVE_PATH PE_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/posteffect.pc.in ${CMAKE_CURRENT_BINARY_DIR}/posteffect.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/posteffect.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
