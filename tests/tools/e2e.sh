@@ -60,6 +60,26 @@ effects_change_pictures)
   grep -q "skipping effect 17" "$work/notes"
   [ -s "$work/gallery.png" ]
   ;;
+real_jpeg)
+  # A camera JPEG through a preview and as a still behind a smaller preview;
+  # a truncated one is refused by name and leaves nothing behind.
+  ffmpeg -loglevel error -f lavfi -i "testsrc2=size=1600x1200" -frames:v 1 -q:v 3 "$work/photo.jpg"
+  "$tool" apply --effect vignette "$work/photo.jpg" "$work/preview.jpg"
+  "$tool" apply --effect 4 --mode capture --preview-size 640x480 "$work/photo.jpg" "$work/still.jpg"
+  for out in preview still; do
+    size=$(ffprobe -v error -show_entries stream=width,height -of csv=p=0 "$work/$out.jpg")
+    [ "$size" = "1600,1200" ] || { echo "$out.jpg is '$size'" >&2; exit 1; }
+  done
+  cmp -s "$work/photo.jpg" "$work/preview.jpg" && { echo "preview unchanged" >&2; exit 1; }
+  head -c 3000 "$work/photo.jpg" >"$work/cut.jpg"
+  if "$tool" apply --effect 4 "$work/cut.jpg" "$work/bad.jpg" 2>"$work/err"; then
+    echo "a truncated JPEG was accepted" >&2
+    exit 1
+  fi
+  grep -q "cut.jpg" "$work/err"
+  [ "$(wc -l <"$work/err")" -eq 1 ]
+  [ ! -e "$work/bad.jpg" ]
+  ;;
 ffmpeg_pipe)
   # ffmpeg -> posteffect stream -> ffmpeg, as a video pipeline runs it.
   frames=12
