@@ -258,7 +258,8 @@ bool ProbeEffects(const Backend& backend, std::vector<bool>* offered, std::strin
     fx.effect = &e;
     std::string ignored;
     const bool ok = service.Select(MakeRequest(fx), Crop{0, 0, kSide, kSide}, &ignored) &&
-                    service.StartPreview(kSide, kSide, &ignored) && service.Preview(heap, 0, &ignored);
+                    service.StartPreview(kSide, kSide, &ignored) &&
+                    service.Preview(heap, 0, &ignored);
     service.StopPreview(&ignored);
     offered->push_back(ok);
   }

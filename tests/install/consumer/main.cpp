@@ -9,7 +9,6 @@ int main() {
   const int started = fx->start();
   const int stopped = fx->stop();
   destroyPostEffect(fx);
-  std::printf("start %d, stop %d, display %dx%d\n", started, stopped, g_Disp_Width,
-              g_Disp_Height);
+  std::printf("start %d, stop %d, display %dx%d\n", started, stopped, g_Disp_Width, g_Disp_Height);
   return started == 0 && stopped == 0 ? 0 : 1;
 }
