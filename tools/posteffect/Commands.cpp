@@ -559,6 +559,23 @@ Size LargestPreviewWithin(int width, int height) {
   return Size{width & ~1, height & ~1};
 }
 
+// "[--size WxH] [IN] OUT", shared by apply and gallery.
+static bool ParseFiles(const ParsedArgs& parsed, bool rawOutput, bool* hasSize, Size* size,
+                       std::string* input, std::string* output, std::string* error) {
+  if (parsed.Has("--size")) {
+    if (!ParseEvenSize(parsed, "--size", size, error)) return false;
+    *hasSize = true;
+  }
+  const auto& pos = parsed.positional;
+  if (pos.empty() || pos.size() > 2) {
+    *error = pos.empty() ? "no output file given" : "too many files: '" + pos[2] + "'";
+    return false;
+  }
+  *output = pos.back();
+  if (pos.size() == 2) *input = pos[0];
+  return CheckInputOutput(*input, *output, *hasSize, rawOutput, error);
+}
+
 bool ParseApplyOptions(const std::vector<std::string>& args, ApplyOptions* options, bool* help,
                        std::string* error) {
   std::vector<OptionDef> defs = kEffectOptionDefs;
@@ -591,18 +608,7 @@ bool ParseApplyOptions(const std::vector<std::string>& args, ApplyOptions* optio
     o.hasPreviewSize = true;
     o.mode = ModeChoice::kCapture;
   }
-  if (parsed.Has("--size")) {
-    if (!ParseEvenSize(parsed, "--size", &o.size, error)) return false;
-    o.hasSize = true;
-  }
-  const auto& pos = parsed.positional;
-  if (pos.empty() || pos.size() > 2) {
-    *error = pos.empty() ? "no output file given" : "too many files: '" + pos[2] + "'";
-    return false;
-  }
-  o.output = pos.back();
-  if (pos.size() == 2) o.input = pos[0];
-  if (!CheckInputOutput(o.input, o.output, o.hasSize, true, error)) return false;
+  if (!ParseFiles(parsed, true, &o.hasSize, &o.size, &o.input, &o.output, error)) return false;
   *options = o;
   return true;
 }
@@ -643,18 +649,7 @@ bool ParseGalleryOptions(const std::vector<std::string>& args, GalleryOptions* o
   *help = parsed.help;
   if (parsed.help) return true;
   GalleryOptions o;
-  if (parsed.Has("--size")) {
-    if (!ParseEvenSize(parsed, "--size", &o.size, error)) return false;
-    o.hasSize = true;
-  }
-  const auto& pos = parsed.positional;
-  if (pos.empty() || pos.size() > 2) {
-    *error = pos.empty() ? "no output file given" : "too many files: '" + pos[2] + "'";
-    return false;
-  }
-  o.output = pos.back();
-  if (pos.size() == 2) o.input = pos[0];
-  if (!CheckInputOutput(o.input, o.output, o.hasSize, false, error)) return false;
+  if (!ParseFiles(parsed, false, &o.hasSize, &o.size, &o.input, &o.output, error)) return false;
   *options = o;
   return true;
 }
