@@ -57,7 +57,8 @@ effects_change_pictures)
   done
   echo "$refused" | grep -qx 17
   "$tool" gallery --size 640x360 "$work/gallery.png" 2>"$work/notes"
-  grep -q "skipping effect 17" "$work/notes"
+  grep -q "refuses: .*17 (Sketch)" "$work/notes"
+  [ "$(wc -l <"$work/notes")" -eq 1 ]
   [ -s "$work/gallery.png" ]
   ;;
 real_jpeg)

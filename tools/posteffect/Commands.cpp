@@ -33,7 +33,8 @@ constexpr const char kUsage[] =
     "  gallery   every effect on one picture, as a labelled grid\n"
     "\n"
     "'posteffect <command> --help' tells more. Without an input picture the\n"
-    "built-in test chart is used.\n";
+    "built-in test chart is used. The library's own log lines are off unless\n"
+    "POSTEFFECT_LOG_MASK is set (10: errors, 7F: everything).\n";
 
 constexpr const char kEffectHelp[] =
     "  --effect E            effect number (0..18), GPU-effect character or name;\n"
@@ -491,6 +492,7 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
     RgbImage image;
   };
   std::vector<Tile> tiles;
+  std::string refused;  // one note for them all, not a line each
   const int total = static_cast<int>(Effects().size());
   for (const EffectInfo& e : Effects()) {
     if (ctx.progress) {
@@ -507,12 +509,13 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
       const int code = service.lastResult();
       std::string ignored;
       service.StopPreview(&ignored);
-      Line(ctx.err,
-           std::string(ctx.progress ? "\n" : "") + "note: skipping effect " +
-               std::to_string(e.number) + " (" + e.name + "): " +
-               (code != PE_RESULT_DONE ? "refused by the library, result " + std::to_string(code) +
-                                             " (" + DescribeResult(code) + ")"
-                                       : error));
+      const std::string name = std::to_string(e.number) + " (" + e.name + ")";
+      if (code == PE_RESULT_PREVIEW_START_FAILED) {
+        refused += (refused.empty() ? "" : ", ") + name;
+      } else {
+        Line(ctx.err, std::string(ctx.progress ? "\n" : "") + "note: skipping effect " + name +
+                          ": " + error);
+      }
       continue;
     }
     if (!service.StopPreview(&error)) {
@@ -524,6 +527,7 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
     tiles.push_back(Tile{&e, Nv21ToRgb(out)});
   }
   if (ctx.progress) std::fputc('\n', ctx.err);
+  if (!refused.empty()) Line(ctx.err, "note: effects this library refuses: " + refused);
 
   const int scale = tw >= 200 ? 2 : 1;
   const int margin = 8;

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGINT, OnTerminate);
   std::signal(SIGTERM, OnTerminate);
+  // The tool reports every failure itself, naming the input; the library's
+  // own log lines are for whoever asks for them with POSTEFFECT_LOG_MASK.
+  setenv("POSTEFFECT_LOG_MASK", "0", 0);
   const std::vector<std::string> args(argv + 1, argv + argc);
   const pe::cli::Context ctx{
       {createPostEffect, destroyPostEffect}, stdin, stdout, stderr, isatty(STDERR_FILENO) == 1};
