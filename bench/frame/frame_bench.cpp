@@ -129,15 +129,17 @@ class RoundTrip {
     eglDestroyContext(m_display, m_context);
   }
 
-  double Ms(int w, int h, int frames) {
+  // filter GL_NEAREST is the plain baseline; GL_LINEAR shows what leaving
+  // llvmpipe's copy fast path costs (every effect samples its source bilinearly).
+  double Ms(int w, int h, int frames, GLint filter) {
     std::vector<unsigned char> in(static_cast<size_t>(w) * h * 4, 100), out(in.size());
     GLuint tex[2], fbo;
     glGenTextures(2, tex);
     for (GLuint t : tex) {
       glBindTexture(GL_TEXTURE_2D, t);
       glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
     glGenFramebuffers(1, &fbo);
     glBindFramebuffer(GL_FRAMEBUFFER, fbo);
@@ -173,19 +175,20 @@ class RoundTrip {
 
 int main(int argc, char** argv) {
   const int frames = argc > 1 ? std::atoi(argv[1]) : 30;
-  std::printf("%-10s %14s %14s %14s %10s %10s\n", "size", "roundtrip ms", "effect0 ms",
-              "effect4 ms", "e0/rt", "e4/rt");
+  std::printf("%-10s %13s %13s %11s %11s %8s %8s\n", "size", "roundtrip ms", "rt-linear ms",
+              "effect0 ms", "effect4 ms", "e0/rt", "e4/rt");
   const int sizes[][2] = {{640, 480}, {1280, 720}, {1920, 1080}};
   for (const auto& s : sizes) {
-    double rt;
+    double rt, rtLinear;
     {
       RoundTrip baseline;
-      rt = baseline.Ms(s[0], s[1], frames);
+      rt = baseline.Ms(s[0], s[1], frames, GL_NEAREST);
+      rtLinear = baseline.Ms(s[0], s[1], frames, GL_LINEAR);
     }
     const double e0 = PreviewMs(0, s[0], s[1], frames);
     const double e4 = PreviewMs(4, s[0], s[1], frames);
-    std::printf("%4dx%-5d %14.2f %14.2f %14.2f %10.2f %10.2f\n", s[0], s[1], rt, e0, e4, e0 / rt,
-                e4 / rt);
+    std::printf("%4dx%-5d %13.2f %13.2f %11.2f %11.2f %8.2f %8.2f\n", s[0], s[1], rt, rtLinear, e0,
+                e4, e0 / rt, e4 / rt);
   }
   const double cap = CaptureSeconds(4, 1280, 720, 4000, 3000, 5);
   std::printf("capture 4000x3000, effect 4, 1280x720 preview: %.3f s (median of 5)\n", cap);
