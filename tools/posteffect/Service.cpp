@@ -76,6 +76,10 @@ bool Service::Check(int result, const char* call, std::string* error) {
   *error = std::string("the library failed ") + call;
   if (!effectName_.empty()) *error += " with effect " + effectName_;
   *error += ": result " + std::to_string(result) + " (" + DescribeResult(result) + ")";
+  // The usual cause: an effect this build of the library does not have.
+  if (!effectName_.empty() &&
+      (result == PE_RESULT_PREVIEW_START_FAILED || result == PE_RESULT_CAPTURE_FAILED))
+    *error += "; 'posteffect list' shows the effects it runs";
   return false;
 }
 
