@@ -247,6 +247,16 @@ double SecondsSince(std::chrono::steady_clock::time_point t0) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 
+// One w x h frame in slot 0 through the effect with its default parameters;
+// the caller stops the preview.
+bool PreviewWithDefaults(Service& service, const SharedHeap& heap, const EffectInfo& effect, int w,
+                         int h, std::string* error) {
+  EffectOptions fx;
+  fx.effect = &effect;
+  return service.Select(MakeRequest(fx), Crop{0, 0, w, h}, error) &&
+         service.StartPreview(w, h, error) && service.Preview(heap, 0, error);
+}
+
 // Which effects this library really runs: each gets one small preview frame.
 bool ProbeEffects(const Backend& backend, std::vector<bool>* offered, std::string* error) {
   constexpr int kSide = 64;
@@ -255,12 +265,8 @@ bool ProbeEffects(const Backend& backend, std::vector<bool>* offered, std::strin
   if (!heap.Create(kSide * kSide * 3 / 2, 1, error) || !service.Start(error)) return false;
   for (const EffectInfo& e : Effects()) {
     std::memset(heap.Slot(0), 128, kSide * kSide * 3 / 2);
-    EffectOptions fx;
-    fx.effect = &e;
     std::string ignored;
-    const bool ok = service.Select(MakeRequest(fx), Crop{0, 0, kSide, kSide}, &ignored) &&
-                    service.StartPreview(kSide, kSide, &ignored) &&
-                    service.Preview(heap, 0, &ignored);
+    const bool ok = PreviewWithDefaults(service, heap, e, kSide, kSide, &ignored);
     service.StopPreview(&ignored);
     offered->push_back(ok);
   }
@@ -501,11 +507,7 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
       std::fflush(ctx.err);
     }
     std::memcpy(heap.Slot(0), tileFrame.data.data(), tileFrame.data.size());
-    EffectOptions fx;
-    fx.effect = &e;
-    const Crop all{0, 0, tw, th};
-    if (!service.Select(MakeRequest(fx), all, &error) || !service.StartPreview(tw, th, &error) ||
-        !service.Preview(heap, 0, &error)) {
+    if (!PreviewWithDefaults(service, heap, e, tw, th, &error)) {
       const int code = service.lastResult();
       std::string ignored;
       service.StopPreview(&ignored);

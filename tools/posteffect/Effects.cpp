@@ -1,7 +1,9 @@
 #include "Effects.h"
 
+#include <pe/Platform.h>
+
+#include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 
 namespace pe::cli {
@@ -102,19 +104,11 @@ const EffectInfo* ParseEffect(const std::string& text) {
 }
 
 void DisplaySize(int* width, int* height) {
-  int w = 1920, h = 1080;
-  if (const char* env = std::getenv("POSTEFFECT_DISPLAY")) {
-    int ew = 0, eh = 0;
-    char tail = 0;
-    if (std::sscanf(env, "%dx%d%c", &ew, &eh, &tail) == 2 && ew > 0 && eh > 0 && ew <= 16384 &&
-        eh <= 16384) {
-      w = ew;
-      h = eh;
-    }
-  }
+  int w = 0, h = 0;
+  pe::platform::QueryDisplaySize(&w, &h);
   // The library keeps the display in landscape order.
-  *width = w >= h ? w : h;
-  *height = w >= h ? h : w;
+  *width = std::max(w, h);
+  *height = std::min(w, h);
 }
 
 Quad DefaultParam1(const EffectInfo& effect, int displayWidth, int displayHeight) {
