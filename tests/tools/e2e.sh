@@ -28,11 +28,17 @@ effects_change_pictures)
   # Every effect the library offers changes the chart, as a preview and as a
   # still; the ones it refuses fail with a message naming them and leave no
   # output behind. Vignette (4) must be among the offered ones.
-  "$tool" list >"$work/list"
+  "$tool" list >"$work/list" 2>"$work/list.err"
+  # Failures show what the library said it offers, so a surprise can be read
+  # from the test log alone.
+  fail() {
+    echo "$1" >&2
+    cat "$work/list.err" "$work/list" >&2
+    exit 1
+  }
   refused=$(awk '/^[0-9]+ / { n = $1 } /refused by this library/ { print n }' "$work/list")
   if echo "$refused" | grep -qx 4; then
-    echo "effect 4 is not offered" >&2
-    exit 1
+    fail "effect 4 is not offered"
   fi
   "$tool" apply --effect 0 --size 640x360 "$work/chart.nv21"
   for n in $(seq 1 18); do
@@ -40,22 +46,21 @@ effects_change_pictures)
       rm -f "$work/out.nv21"
       if echo "$refused" | grep -qx "$n"; then
         if "$tool" apply --effect "$n" --mode $mode --size 640x360 "$work/out.nv21" 2>"$work/err"; then
-          echo "effect $n ($mode) was listed as refused but ran" >&2
-          exit 1
+          fail "effect $n ($mode) was listed as refused but ran"
         fi
-        grep -q "effect $n (" "$work/err"
-        [ ! -e "$work/out.nv21" ]
+        grep -q "effect $n (" "$work/err" || fail "the error does not name effect $n: $(cat "$work/err")"
+        [ ! -e "$work/out.nv21" ] || fail "refused effect $n ($mode) left an output file"
         continue
       fi
-      "$tool" apply --effect "$n" --mode $mode --size 640x360 "$work/out.nv21"
+      "$tool" apply --effect "$n" --mode $mode --size 640x360 "$work/out.nv21" 2>"$work/err" ||
+        fail "effect $n ($mode) is offered but failed: $(cat "$work/err")"
       [ "$(stat -c %s "$work/out.nv21")" -eq $((640 * 360 * 3 / 2)) ]
       if cmp -s "$work/chart.nv21" "$work/out.nv21"; then
-        echo "effect $n ($mode) left the chart unchanged" >&2
-        exit 1
+        fail "effect $n ($mode) left the chart unchanged"
       fi
     done
   done
-  echo "$refused" | grep -qx 17
+  echo "$refused" | grep -qx 17 || fail "effect 17 is not built yet but was offered"
   "$tool" gallery --size 640x360 "$work/gallery.png" 2>"$work/notes"
   grep -q "refuses: .*17 (Sketch)" "$work/notes"
   [ "$(wc -l <"$work/notes")" -eq 1 ]
