@@ -24,7 +24,7 @@ expect_error() {
 
 head -c 1000 /dev/zero >"$work/short.nv21"
 [ "$("$tool" list | grep -cE '^[0-9]+ +[0-9B-J] ')" -eq 19 ] || { echo "FAIL: list" >&2; status=1; }
-"$tool" apply --help | grep -q '^usage: posteffect apply' || { echo "FAIL: help" >&2; status=1; }
+grep -q '^usage: posteffect apply' <<<"$("$tool" apply --help)" || { echo "FAIL: help" >&2; status=1; }
 expect_error 1 "missing.png" apply --effect 1 "$work/missing.png" "$work/out.png"
 expect_error 1 "holds 1000 bytes" apply --effect 1 --size 64x48 "$work/short.nv21" "$work/o.png"
 expect_error 2 "unknown option '--colour'" apply --effect 4 --colour red "$work/out.png"
