@@ -257,17 +257,8 @@ unsigned GLTexture::clean_buffer() {
     return 0;
   }
   const private_handle_t* h = m_pHandle;
-  int result = -1;
-  {
-    android::sp<gralloc::IAllocController> controller =
-        gralloc::IAllocController::getInstance(true);
-    android::sp<gralloc::IMemAlloc> allocator;
-    if (controller != nullptr) allocator = controller->getAllocator(h->flags);
-    if (allocator != nullptr)
-      result = allocator->clean_buffer(reinterpret_cast<void*>(h->base),
-                                       static_cast<size_t>(h->size), h->offset, h->fd);
-  }
-  if (result < 0) {
+  if (gralloc::CleanBuffer(h->flags, reinterpret_cast<void*>(h->base), static_cast<size_t>(h->size),
+                           h->offset, h->fd) < 0) {
     LOGD("[%s] clean buffer error", "clean_buffer");
     return 0;
   }

@@ -681,11 +681,7 @@ int GPUPostEffect::convertRect(void* dst, int dstWidth, int dstHeight, int x, in
 // --- Cache maintenance -------------------------------------------------------
 
 bool GPUPostEffect::clean_buffer(void* base, int flags, int offset, int fd, int size) {
-  android::sp<gralloc::IAllocController> controller = gralloc::IAllocController::getInstance(true);
-  android::sp<gralloc::IMemAlloc> allocator =
-      controller != nullptr ? controller->getAllocator(flags) : nullptr;
-  if (allocator == nullptr ||
-      allocator->clean_buffer(base, static_cast<size_t>(size), offset, fd) < 0) {
+  if (gralloc::CleanBuffer(flags, base, static_cast<size_t>(size), offset, fd) < 0) {
     LOGE("[%s] clean buffer error", "clean_buffer");
     return false;
   }

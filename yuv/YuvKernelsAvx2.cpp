@@ -1,12 +1,15 @@
 // Built with -mavx2 and reached only after the CPU was asked. Everything here
-// has internal linkage: an inline function shared with other files could have
-// this copy kept by the linker and run on CPUs without AVX2.
+// has internal linkage (YuvKernelsX86.h too): an inline function shared with
+// other files could have this copy kept by the linker and run on CPUs without
+// AVX2.
 
 #include "YuvKernels.h"
 
 #if defined(PE_YUV_AVX2) && defined(__AVX2__)
 
 #include <immintrin.h>
+
+#include "YuvKernelsX86.h"
 
 namespace {
 
@@ -16,14 +19,6 @@ inline void Store(uint8_t* d, __m256i v) {
     _mm256_stream_si256(reinterpret_cast<__m256i*>(d), v);
   else
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), v);
-}
-
-template <bool kStream>
-inline void Store(uint8_t* d, __m128i v) {
-  if (kStream)
-    _mm_stream_si128(reinterpret_cast<__m128i*>(d), v);
-  else
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
 }
 
 // Per 128-bit lane: the eight c0 bytes of the lane's pairs, then the eight c1.
@@ -48,17 +43,6 @@ inline void StoreYuvx32(const uint8_t* y, __m256i c0, __m256i c1ffLo, __m256i c1
   Store<kStream>(d + 32, _mm256_permute2x128_si256(e, f, 0x20));
   Store<kStream>(d + 64, _mm256_permute2x128_si256(a, b, 0x31));
   Store<kStream>(d + 96, _mm256_permute2x128_si256(e, f, 0x31));
-}
-
-template <bool kStream>
-inline void StoreYuvx16(const uint8_t* y, __m128i c0, __m128i c1ffLo, __m128i c1ffHi, uint8_t* d) {
-  const __m128i luma = _mm_loadu_si128(reinterpret_cast<const __m128i*>(y));
-  const __m128i yc0Lo = _mm_unpacklo_epi8(luma, c0);
-  const __m128i yc0Hi = _mm_unpackhi_epi8(luma, c0);
-  Store<kStream>(d + 0, _mm_unpacklo_epi16(yc0Lo, c1ffLo));
-  Store<kStream>(d + 16, _mm_unpackhi_epi16(yc0Lo, c1ffLo));
-  Store<kStream>(d + 32, _mm_unpacklo_epi16(yc0Hi, c1ffHi));
-  Store<kStream>(d + 48, _mm_unpackhi_epi16(yc0Hi, c1ffHi));
 }
 
 template <bool kStream>

@@ -6,6 +6,8 @@
 
 #include <emmintrin.h>
 
+#include "YuvKernelsX86.h"
+
 namespace {
 
 struct Chroma16 {
@@ -19,26 +21,6 @@ inline Chroma16 LoadChroma16(const uint8_t* c) {
   const __m128i odd = _mm_srli_epi16(pairs, 8);
   const __m128i split = _mm_packus_epi16(even, odd);  // c0 x 8, c1 x 8
   return {_mm_unpacklo_epi8(split, split), _mm_unpackhi_epi8(split, split)};
-}
-
-template <bool kStream>
-inline void Store(uint8_t* d, __m128i v) {
-  if (kStream)
-    _mm_stream_si128(reinterpret_cast<__m128i*>(d), v);
-  else
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
-}
-
-// (c1, 255) is shared by both rows of a pair, so it is built once outside.
-template <bool kStream>
-inline void StoreYuvx16(const uint8_t* y, __m128i c0, __m128i c1ffLo, __m128i c1ffHi, uint8_t* d) {
-  const __m128i luma = _mm_loadu_si128(reinterpret_cast<const __m128i*>(y));
-  const __m128i yc0Lo = _mm_unpacklo_epi8(luma, c0);
-  const __m128i yc0Hi = _mm_unpackhi_epi8(luma, c0);
-  Store<kStream>(d + 0, _mm_unpacklo_epi16(yc0Lo, c1ffLo));
-  Store<kStream>(d + 16, _mm_unpackhi_epi16(yc0Lo, c1ffLo));
-  Store<kStream>(d + 32, _mm_unpacklo_epi16(yc0Hi, c1ffHi));
-  Store<kStream>(d + 48, _mm_unpackhi_epi16(yc0Hi, c1ffHi));
 }
 
 template <bool kStream>

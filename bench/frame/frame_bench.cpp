@@ -3,10 +3,9 @@
 // run. Prints medians.
 
 #include <GLES2/gl2.h>
+#include <binder/MemoryHeapBase.h>
 #include <pe/Platform.h>
 #include <posteffect/PostEffect.h>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <utils/String8.h>
 
 #include <algorithm>
@@ -31,20 +30,14 @@ double Median(std::vector<double> v) {
 }
 
 struct SharedFrame {
-  int fd = -1;
-  unsigned char* base = nullptr;
-  size_t size = 0;
-  explicit SharedFrame(size_t bytes) : size(bytes) {
-    fd = memfd_create("bench-frame", MFD_CLOEXEC);
-    if (fd < 0 || ftruncate(fd, static_cast<off_t>(bytes)) != 0) std::abort();
-    base = static_cast<unsigned char*>(
-        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-    if (base == MAP_FAILED) std::abort();
+  android::sp<android::MemoryHeapBase> heap;
+  int fd;
+  unsigned char* base;
+  explicit SharedFrame(size_t bytes) : heap(new android::MemoryHeapBase(bytes, 0, "bench-frame")) {
+    fd = heap->getHeapID();
+    if (fd < 0) std::abort();
+    base = static_cast<unsigned char*>(heap->getBase());
     for (size_t i = 0; i < bytes; ++i) base[i] = static_cast<unsigned char>(i * 7 + (i >> 10));
-  }
-  ~SharedFrame() {
-    munmap(base, size);
-    close(fd);
   }
 };
 

@@ -66,4 +66,11 @@ android::sp<IAllocController> IAllocController::getInstance(bool) {
   return instance;
 }
 
+int CleanBuffer(int flags, void* base, size_t size, int offset, int fd) {
+  android::sp<IAllocController> controller = IAllocController::getInstance(true);
+  android::sp<IMemAlloc> allocator =
+      controller != nullptr ? controller->getAllocator(flags) : nullptr;
+  return allocator != nullptr ? allocator->clean_buffer(base, size, offset, fd) : -1;
+}
+
 }  // namespace gralloc

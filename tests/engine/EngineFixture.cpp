@@ -12,8 +12,7 @@ namespace {
 
 void Clean(const android::sp<android::GraphicBuffer>& buf) {
   const private_handle_t* h = buf->handle();
-  gralloc::IAllocController::getInstance(true)->getAllocator(h->flags)->clean_buffer(
-      reinterpret_cast<void*>(h->base), h->size, h->offset, h->fd);
+  gralloc::CleanBuffer(h->flags, reinterpret_cast<void*>(h->base), h->size, h->offset, h->fd);
 }
 
 }  // namespace

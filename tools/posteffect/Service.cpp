@@ -1,7 +1,6 @@
 #include "Service.h"
 
 #include <posteffect/IPostEffect.h>
-#include <sys/mman.h>
 #include <unistd.h>
 #include <utils/String8.h>
 
@@ -11,27 +10,17 @@
 
 namespace pe::cli {
 
-SharedHeap::~SharedHeap() {
-  if (base_) munmap(base_, size_);
-  if (fd_ >= 0) close(fd_);
-}
-
 bool SharedHeap::Create(size_t slotBytes, int slots, std::string* error) {
   const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   stride_ = (slotBytes + page - 1) / page * page;
-  size_ = stride_ * static_cast<size_t>(slots);
   slots_ = slots;
-  fd_ = memfd_create("posteffect-frames", MFD_CLOEXEC);
-  if (fd_ < 0 || ftruncate(fd_, static_cast<off_t>(size_)) != 0) {
-    *error = std::string("cannot allocate shared frame memory: ") + std::strerror(errno);
+  heap_ = new android::MemoryHeapBase(stride_ * static_cast<size_t>(slots), 0, "posteffect-frames");
+  if (heap_->getHeapID() < 0) {
+    // The heap keeps the negated errno of its failed step as its id.
+    *error =
+        std::string("cannot allocate shared frame memory: ") + std::strerror(-heap_->getHeapID());
     return false;
   }
-  void* p = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
-  if (p == MAP_FAILED) {
-    *error = std::string("cannot map shared frame memory: ") + std::strerror(errno);
-    return false;
-  }
-  base_ = static_cast<uint8_t*>(p);
   return true;
 }
 

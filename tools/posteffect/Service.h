@@ -1,5 +1,8 @@
 #pragma once
 
+#include <binder/MemoryHeapBase.h>
+#include <utils/StrongPointer.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,26 +22,19 @@ struct Backend {
   void (*destroy)(IPostEffect*);
 };
 
-// Frame memory shared the way a camera service shares it: one memfd mapped
+// Frame memory shared the way a camera service shares it: one heap mapped
 // once, frames in equal page-aligned slots, each named by fd, base, offset.
 class SharedHeap {
  public:
-  SharedHeap() = default;
-  ~SharedHeap();
-  SharedHeap(const SharedHeap&) = delete;
-  SharedHeap& operator=(const SharedHeap&) = delete;
-
   bool Create(size_t slotBytes, int slots, std::string* error);
-  int fd() const { return fd_; }
-  void* base() const { return base_; }
+  int fd() const { return heap_ != nullptr ? heap_->getHeapID() : -1; }
+  void* base() const { return heap_ != nullptr ? heap_->getBase() : nullptr; }
   long Offset(int slot) const { return static_cast<long>(slot * stride_); }
-  uint8_t* Slot(int slot) const { return base_ + slot * stride_; }
+  uint8_t* Slot(int slot) const { return static_cast<uint8_t*>(base()) + slot * stride_; }
   int slots() const { return slots_; }
 
  private:
-  int fd_ = -1;
-  uint8_t* base_ = nullptr;
-  size_t size_ = 0;
+  android::sp<android::MemoryHeapBase> heap_;
   size_t stride_ = 0;
   int slots_ = 0;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
-// Host shared-memory heap: memfd_create + mmap. getHeapID() is the fd,
-// negative when the allocation failed.
+// Host shared-memory heap: memfd_create + mmap. getHeapID() is the fd, or
+// the negated errno of the step that failed.
 
 #include <utils/RefBase.h>
 

@@ -21,4 +21,9 @@ class IAllocController : public android::RefBase {
   virtual android::sp<IMemAlloc> getAllocator(int flags) = 0;
 };
 
+// The allocator that owns buffers of `flags` cleans (base, size, offset, fd):
+// the one lookup every cache clean makes. Negative when there is no
+// allocator or the clean failed.
+int CleanBuffer(int flags, void* base, size_t size, int offset, int fd);
+
 }  // namespace gralloc
