@@ -1,11 +1,11 @@
 #pragma once
 
 #include "GEShader.h"
-#include "GLProgram.h"
+#include "GLProgEffect.h"
 
 // Darkens outside a circle with a soft edge; the Large form is the capture
 // variant, placing each block by its position in the whole picture.
-class GLProgVignette : public GLProgram {
+class GLProgVignette : public GLProgEffect {
  public:
   enum {
     UNIFORM_CENTER = 0,
@@ -15,12 +15,8 @@ class GLProgVignette : public GLProgram {
     UNIFORM_STRENGTH,
   };
   enum { ATTRIB_GLOBAL_TEX_COORD = 0 };
-  explicit GLProgVignette(bool large = false) : m_bLarge(large) {}
-  ~GLProgVignette() override;
+  explicit GLProgVignette(bool large = false);
   unsigned Load() override;
-
- private:
-  bool m_bLarge;
 };
 
 class GLProgVignetteLarge : public GLProgVignette {
@@ -31,14 +27,9 @@ class GLProgVignetteLarge : public GLProgVignette {
 class GEShaderVignette : public GEShader {
  public:
   GEShaderVignette();
-  ~GEShaderVignette() override;
   bool Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
             unsigned char captureMode, IYUVConverter* converter) override;
-  bool Deinit() override;
   bool ProcBlock(unsigned a, unsigned b, int w, int h) override;
-  bool ProcFrame(unsigned a, unsigned b, int w, int h) override;
-  bool ProcFrame(unsigned char* src, unsigned char* dst, int W, int H) override;
-  using GEShader::ProcFrame;
   bool SetParam(unsigned set, int p0, int p1, int p2, int p3) override;
 
   float CenterX() const { return m_fCenter[0]; }
@@ -46,16 +37,10 @@ class GEShaderVignette : public GEShader {
   float Radius() const { return m_fRadius; }
   float Strength() const { return m_fStrength; }
 
- protected:
-  void OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s1, float t1) override;
-
  private:
-  GLProgVignette* m_pProgram = nullptr;
+  GEOwned<GLProgVignette> m_pProgram{this};
   float m_fCenter[2] = {0.5f, 0.5f};
   float m_fRadius = 0.3f;
   float m_fStrength = 0.5f;
   float m_fScreenRatio = 1.f;
-  float m_fTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
-  float m_fGlobalCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
-  int m_nImgW = 0, m_nImgH = 0;
 };

@@ -34,4 +34,30 @@ class BlockWalk {
   unsigned m_startX = 0, m_startY = 0;
 };
 
+// The crop-aware walk: blocks of the processing size from the picture's
+// origin, widths rounded up to 32 without moving the block back (the last
+// column may reach past the picture), each fed from the crop's part of the
+// picture so that the crop is stretched over the whole output.
+struct CropBlock {
+  BlockRect out;            // where the block goes; s1, t1 scaled by the crop
+  unsigned sx, sy, sw, sh;  // the source rectangle the block is filled from
+  bool HasSource() const { return sw > 0 && sh > 0; }
+};
+
+class CropBlockWalk {
+ public:
+  // crop: x, y, w, h as fractions of the picture.
+  CropBlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsigned procH, unsigned allocW,
+                const float crop[4]);
+
+  unsigned MaxRuns() const { return m_rows * m_cols; }
+  // Block number run, left to right, then top to bottom.
+  CropBlock Place(unsigned run) const;
+
+ private:
+  unsigned m_imgW, m_imgH, m_procW, m_procH, m_allocW;
+  float m_crop[4];
+  unsigned m_rows, m_cols;
+};
+
 }  // namespace pe

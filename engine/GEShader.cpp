@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "BlockWalk.h"
 #include "GECommon.h"
@@ -52,8 +54,14 @@ unsigned char* GetDataBuf(GLTexture* tex) {
 
 }  // namespace
 
+GEOwnedBase::GEOwnedBase(GEShader* owner) {
+  *owner->m_ppOwnedTail = this;
+  owner->m_ppOwnedTail = &m_pNext;
+}
+
 GEShader::GEShader(pe::LogModule* log) : m_pLog(log ? log : &s_peLogModule) {}
 
+// Owned objects are members of the effect and are gone by now.
 GEShader::~GEShader() { DeinitYUVConverter(); }
 
 bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width, unsigned height,
@@ -76,7 +84,8 @@ bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width
 }
 
 bool GEShader::Deinit() {
-  TRACE("Deinit");
+  pe::ScopedTrace trace(*m_pLog, "Deinit");
+  m_bInited = false;
   DeinitYUVConverter();
   if (m_captureMode) {
     const FenceApi* f = Fences();
@@ -85,7 +94,99 @@ bool GEShader::Deinit() {
       m_uFence = static_cast<GLuint>(-1);
     }
   }
+  for (GEOwnedBase* o = m_pOwned; o; o = o->m_pNext) o->Release();
   return true;
+}
+
+void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x,
+                          unsigned y, unsigned w, unsigned h, unsigned char captureMode,
+                          IYUVConverter* converter, int dispW, int dispH) {
+  static const char kDashes[] = "------------------------------------------------------";
+  PE_LOG(*m_pLog, pe::kLogInfo, "[%s] %s", "Init", kDashes);
+  PE_LOG(*m_pLog, pe::kLogInfo, "[%s] %s::Init", "Init", className);
+  PE_LOG(*m_pLog, pe::kLogInfo, "[%s] %s", "Init", kDashes);
+  PE_LOG(*m_pLog, pe::kLogInfo, "[%s] x=%d y=%d w=%d h=%d  cap=%d", "Init", x, y, w, h,
+         captureMode);
+  // A second Init after a failed one starts from nothing.
+  for (GEOwnedBase* o = m_pOwned; o; o = o->m_pNext) o->Release();
+  m_nDispWidth = dispW;
+  m_nDispHeight = dispH;
+  m_pSrcTexture = src;
+  m_uDst = dst;
+  m_uX = x;
+  m_uY = y;
+  m_uWidth = w;
+  m_uHeight = h;
+  m_captureMode = captureMode;
+  GEShader::Init(src, dst, x, y, w, h, captureMode, converter);
+}
+
+bool GEShader::FinishInit() {
+  m_bInited = true;
+  return true;
+}
+
+bool GEShader::RefuseUninited(const char* func) {
+  if (m_bInited) return false;
+  PE_LOG(*m_pLog, pe::kLogError, "[%s] effect not initialized", func);
+  return true;
+}
+
+void GEShader::LogError(const char* line, const char* func) {
+  PE_LOG(*m_pLog, pe::kLogError, line, func);
+}
+
+bool GEShader::LoadAsset(GEOwned<GLTexture>& owner, const char* file, unsigned format,
+                         AssetDirs dirs, const char* failLine) {
+  owner.reset(new GLTexture());
+  std::vector<std::string> paths;
+  const std::string over = pe::platform::OverrideDir();
+  if (dirs == kOverrideFirst && !over.empty()) paths.push_back(over + file);
+  paths.push_back(pe::platform::AssetDir() + file);
+  for (const std::string& path : paths) {
+    if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0)) continue;
+    owner->Bind();
+    owner->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    owner->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    return true;
+  }
+  LogError(failLine, "Init");
+  owner.reset(nullptr);
+  return false;
+}
+
+bool GEShader::MakeNeutralTexture(GEOwned<GLTexture>& owner) {
+  static const unsigned char kWhite[16 * 16 * 2] = {
+#define PE_FF16 \
+  0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF
+#define PE_FF128 PE_FF16, PE_FF16, PE_FF16, PE_FF16, PE_FF16, PE_FF16, PE_FF16, PE_FF16
+      PE_FF128, PE_FF128, PE_FF128, PE_FF128
+#undef PE_FF128
+#undef PE_FF16
+  };
+  owner.reset(new GLTexture());
+  if (!owner->Init(GL_RGB, GL_UNSIGNED_SHORT_5_6_5, 16, 16, 0)) {
+    LogError("[%s] can't init empty leak texture", "Init");
+    return false;
+  }
+  if (!owner->UpdateNormalTexture(kWhite, 16, 16)) {
+    LogError("[%s] can't UpdateNormalTexture for empty texture", "Init");
+    return false;
+  }
+  owner->Bind();
+  owner->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  owner->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  owner->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  owner->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  return true;
+}
+
+bool GEShader::ProcFrame(unsigned a, unsigned b, int w, int h) {
+  return RunPreview("ProcFrame", a, b, w, h);
+}
+
+bool GEShader::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
+  return RunCapture("ProcFrame", dst, width, height);
 }
 
 bool GEShader::ProcFrame(unsigned char* y, unsigned char*, unsigned char* v, int width,
@@ -202,10 +303,7 @@ bool GEShader::BlkCpyRGB565(GLTexture* dst, int dx, int dy, int w, int h, GLText
 }
 
 bool GEShader::RunPreview(const char* func, unsigned a, unsigned b, int w, int h) {
-  if (!m_bInited) {
-    PE_LOG(*m_pLog, pe::kLogError, "[%s] effect not initialized", func);
-    return false;
-  }
+  if (RefuseUninited(func)) return false;
   if (m_captureMode) {
     PE_LOG(*m_pLog, pe::kLogError, "[%s] Preview mode only", func);
     return false;
@@ -213,13 +311,17 @@ bool GEShader::RunPreview(const char* func, unsigned a, unsigned b, int w, int h
   return ProcBlock(a, b, w, h);
 }
 
-void GEShader::OnBlock(unsigned, unsigned, unsigned, unsigned, float, float) {}
+void GEShader::OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s1, float t1) {
+  const float local[8] = {0, t1, 0, 0, s1, 0, s1, t1};
+  const float W = static_cast<float>(m_nImgW), H = static_cast<float>(m_nImgH);
+  const float x0 = x / W, x1 = (x + w) / W, y0 = y / H, y1 = (y + h) / H;
+  const float global[8] = {x0, y1, x0, y0, x1, y0, x1, y1};
+  std::memcpy(m_fTexCoord, local, sizeof(local));
+  std::memcpy(m_fGlobalCoord, global, sizeof(global));
+}
 
-bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
-  if (!m_bInited) {
-    PE_LOG(*m_pLog, pe::kLogError, "[%s] effect not initialized", func);
-    return false;
-  }
+bool GEShader::CheckCapture(const char* func, unsigned char* dst, int W, int H) {
+  if (RefuseUninited(func)) return false;
   if (!m_captureMode) {
     PE_LOG(*m_pLog, pe::kLogError, "[%s] Capture mode only", func);
     return false;
@@ -232,6 +334,20 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
     PE_LOG(*m_pLog, pe::kLogError, "[%s] invalid still %dx%d", func, W, H);
     return false;
   }
+  m_nImgW = W;
+  m_nImgH = H;
+  return true;
+}
+
+bool GEShader::Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH,
+                     unsigned x, unsigned y, unsigned w, unsigned h) {
+  if (m_pConverter->convertRect(block, allocW, procH, x, y, w, h)) return true;
+  PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, x, y, w, h);
+  return false;
+}
+
+bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
+  if (!CheckCapture(func, dst, W, H)) return false;
   const unsigned procW = m_pSrcTexture->GetWidth();
   const unsigned procH = m_pSrcTexture->GetHeight();
   const unsigned allocW = m_pSrcTexture->GetAllocWidth();
@@ -256,9 +372,7 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
     m_uWidth = b.w;
     m_uHeight = b.h;
     OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
-    if (!m_pConverter->convertRect(block, allocW, procH, b.x, b.y, b.w, b.h))
-      PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, b.x,
-             b.y, b.w, b.h);
+    Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h);
     ProcBlock(0, 0, W, H);
     BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.x, b.y, b.w, b.h);
     walk.Advance();
@@ -268,6 +382,35 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
   m_uWidth = procW;
   m_uHeight = procH;
   return true;
+}
+
+bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H) {
+  if (!CheckCapture(func, dst, W, H)) return false;
+  const unsigned procW = m_pSrcTexture->GetWidth();
+  const unsigned procH = m_pSrcTexture->GetHeight();
+  const unsigned allocW = m_pSrcTexture->GetAllocWidth();
+  m_nOverlapX = m_nOverlapY = 0;
+  pe::CropBlockWalk walk(W, H, procW, procH, allocW, m_fCrop);
+  unsigned char* block = GetDataBuf(m_pSrcTexture);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const pe::CropBlock b = walk.Place(run);
+    m_uStartX = b.out.x;
+    m_uStartY = b.out.y;
+    m_uRgnW = m_uWidth = b.out.w;
+    m_uRgnH = m_uHeight = b.out.h;
+    OnBlock(b.out.x, b.out.y, b.out.w, b.out.h, b.out.s1, b.out.t1);
+    if (b.HasSource()) Fetch(func, block, allocW, procH, b.sx, b.sy, b.sw, b.sh);
+    ProcBlock(0, 0, W, H);
+    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.out.x, b.out.y, b.out.w, b.out.h);
+  }
+  m_uWidth = procW;
+  m_uHeight = procH;
+  PE_LOG(*m_pLog, pe::kLogInfo, "[%s] leave", func);
+  return true;
+}
+
+void GEShader::PartialTexCoords(unsigned divisor, const char* func) {
+  PartialTexCoords(m_fTexCoord, divisor, func);
 }
 
 void GEShader::PartialTexCoords(float* coords, unsigned divisor, const char* func) {

@@ -3,6 +3,7 @@
 #include <GLES2/gl2.h>
 
 #include <functional>
+#include <memory>
 
 class GLTexture;
 class GLFbo;
@@ -13,7 +14,42 @@ class IYUVConverter;
 
 namespace pe {
 struct LogModule;
-}
+struct CropRect;
+}  // namespace pe
+
+class GEShader;
+
+// Link of the list of GL objects an effect owns; the base releases them all
+// in Deinit, so an effect declares its objects and never deletes them.
+class GEOwnedBase {
+ public:
+  virtual void Release() = 0;
+
+ protected:
+  explicit GEOwnedBase(GEShader* owner);
+  ~GEOwnedBase() = default;
+
+ private:
+  friend class GEShader;
+  GEOwnedBase* m_pNext = nullptr;
+};
+
+// One owned program or texture of an effect. Members are released in the
+// order they are declared: programs first, then textures, as effects list
+// them.
+template <class T>
+class GEOwned final : public GEOwnedBase {
+ public:
+  explicit GEOwned(GEShader* owner) : GEOwnedBase(owner) {}
+  void Release() override { m_p.reset(); }
+  void reset(T* p) { m_p.reset(p); }
+  T* get() const { return m_p.get(); }
+  T* operator->() const { return m_p.get(); }
+  explicit operator bool() const { return m_p != nullptr; }
+
+ private:
+  std::unique_ptr<T> m_p;
+};
 
 // Base of every effect: the source texture, the crop, the GPU YUV output
 // converter, block copies, and the two processing helpers every effect's
@@ -30,8 +66,10 @@ class GEShader {
                     unsigned height, unsigned char captureMode, IYUVConverter* converter);
   virtual bool Deinit();
   virtual bool ProcBlock(unsigned a, unsigned b, int w, int h) = 0;
-  virtual bool ProcFrame(unsigned a, unsigned b, int w, int h) = 0;
-  virtual bool ProcFrame(unsigned char* y, unsigned char* uv, int width, int height) = 0;
+  // Preview: one ProcBlock over the whole frame after the shared refusals.
+  virtual bool ProcFrame(unsigned a, unsigned b, int w, int h);
+  // Capture: the plain block walk; effects with a walk of their own override.
+  virtual bool ProcFrame(unsigned char* y, unsigned char* uv, int width, int height);
   virtual bool ProcFrame(unsigned char* y, unsigned char* u, unsigned char* v, int width,
                          int height);
   virtual bool SetParam(unsigned set, int p0, int p1, int p2, int p3) = 0;
@@ -71,12 +109,50 @@ class GEShader {
   // dst (Y plane, chroma plane at dst + W x H). SetBlockCoords receives each
   // block before it is fetched and drawn.
   bool RunCapture(const char* func, unsigned char* dst, int W, int H);
-  // Called by the walk for each block: the block's rectangle in the still and
-  // its far texture coordinates in the source texture.
+  // Capture honouring the crop: blocks placed from the picture's origin
+  // without the right-edge move, each filled from the cropped source area and
+  // stretched over its block.
+  bool RunCropCapture(const char* func, unsigned char* dst, int W, int H);
+  // Called by the walks for each block: the block's rectangle in the still
+  // and its far texture coordinates in the source texture. The default fills
+  // m_fTexCoord with the block's coordinates and m_fGlobalCoord with its
+  // place in the whole picture.
   virtual void OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s1, float t1);
-  // The quad's texture coordinates with s scaled by width / divisor: the
-  // allocated width restricts sampling to the valid columns of the source.
+  // The quad's texture coordinates with s scaled by width / divisor into
+  // m_fTexCoord: the allocated width restricts sampling to the valid columns
+  // of the source.
+  void PartialTexCoords(unsigned divisor, const char* func);
   void PartialTexCoords(float* coords, unsigned divisor, const char* func);
+
+  // What every effect's Init does first: the banner, the arguments stored,
+  // the display size the effect reports, the base Init.
+  void InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x, unsigned y,
+                  unsigned w, unsigned h, unsigned char captureMode, IYUVConverter* converter,
+                  int dispW = 960, int dispH = 544);
+  // Takes prog into owner and loads it; a failure logs failLine under the
+  // effect's tag ("[%s] can't load program" and the like).
+  template <class T>
+  bool LoadProgram(GEOwned<T>& owner, T* prog, const char* failLine) {
+    owner.reset(prog);
+    if (owner->Load()) return true;
+    LogError(failLine, "Init");
+    return false;
+  }
+  // Where an asset is looked for: the override directory first, falling back
+  // to the system file when the override is missing or broken, or only the
+  // system directory.
+  enum AssetDirs { kOverrideFirst, kSystemOnly };
+  // Loads a BMP asset into a new texture in owner, clamped to edge on both
+  // axes. A file found in neither place logs failLine.
+  bool LoadAsset(GEOwned<GLTexture>& owner, const char* file, unsigned format, AssetDirs dirs,
+                 const char* failLine);
+  // The 16 x 16 white texture that stands in for a mask.
+  bool MakeNeutralTexture(GEOwned<GLTexture>& owner);
+  // Marks the effect initialised; what every Init returns at its end.
+  bool FinishInit();
+  // The refusal of a call made before Init: logs and returns true.
+  bool RefuseUninited(const char* func);
+  void LogError(const char* line, const char* func);
   // Draws prog over the fixed quad into the RGB result at the viewport (after
   // setUniforms, with the program in use), then converts the result into the
   // Y and chroma planes and waits for the GPU.
@@ -120,6 +196,20 @@ class GEShader {
   IYUVConverter* m_pConverter = nullptr;
   float m_fCrop[4] = {0, 0, 1, 1};
 
+  // The effect's texture coordinates and, in capture, the block's place in
+  // the whole picture (both in the quad's corner order).
+  float m_fTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+  float m_fGlobalCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+  // Size of the still being captured.
+  int m_nImgW = 0, m_nImgH = 0;
+
  private:
+  friend class GEOwnedBase;
+  bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
+             unsigned y, unsigned w, unsigned h);
+  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
+
   pe::LogModule* m_pLog;
+  GEOwnedBase* m_pOwned = nullptr;
+  GEOwnedBase** m_ppOwnedTail = &m_pOwned;
 };

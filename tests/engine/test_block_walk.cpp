@@ -93,4 +93,54 @@ TEST(BlockWalk, StillNarrowerThanOneRoundedBlockStartsAtZero) {
   EXPECT_EQ(blocks[0].h, 50u);
 }
 
+TEST(CropBlockWalk, FullCropKeepsBlocksInPlaceAndCutsSourcesToThePicture) {
+  const float full[4] = {0, 0, 1, 1};
+  pe::CropBlockWalk walk(4000, 1000, 720, 480, 736, full);
+  ASSERT_EQ(walk.MaxRuns(), 6u * 3u);
+  const pe::CropBlock first = walk.Place(0);
+  EXPECT_EQ(first.out.x, 0u);
+  EXPECT_EQ(first.out.w, 736u);  // rounded up, not moved back
+  EXPECT_EQ(first.sx, 0u);
+  EXPECT_EQ(first.sw, 736u);
+  EXPECT_FLOAT_EQ(first.out.s1, 1.f);
+  // The last column starts at its own x0 and reaches past the picture; its
+  // source is cut at the picture's edge.
+  const pe::CropBlock last = walk.Place(5);
+  EXPECT_EQ(last.out.x, 3600u);
+  EXPECT_EQ(last.out.w, 416u);
+  EXPECT_EQ(last.sx, 3600u);
+  EXPECT_EQ(last.sw, 400u);
+  const pe::CropBlock bottom = walk.Place(17);
+  EXPECT_EQ(bottom.out.y, 960u);
+  EXPECT_EQ(bottom.out.h, 40u);
+  EXPECT_EQ(bottom.sh, 40u);
+  EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
+}
+
+TEST(CropBlockWalk, HalfCropReadsHalfTheSourceFromTheCropOrigin) {
+  const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+  pe::CropBlockWalk walk(2560, 1440, 1280, 720, 1280, half);
+  const pe::CropBlock b = walk.Place(3);  // second row, second column
+  EXPECT_EQ(b.out.x, 1280u);
+  EXPECT_EQ(b.out.y, 720u);
+  EXPECT_EQ(b.sx, 640u + 640u);
+  EXPECT_EQ(b.sy, 360u + 360u);
+  EXPECT_EQ(b.sw, 640u);
+  EXPECT_EQ(b.sh, 360u);
+  EXPECT_FLOAT_EQ(b.out.s1, 0.5f);
+  EXPECT_FLOAT_EQ(b.out.t1, 0.5f);
+  // An odd source x is moved to the next even column.
+  const float odd[4] = {0.5f, 0, 0.5f, 1};
+  EXPECT_EQ(pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0).sx, 642u);
+}
+
+TEST(CropBlockWalk, CropsBeyondThePictureOrTheBufferNeverYieldAnOutsideRectangle) {
+  const float beyond[4] = {1.5f, 0, 1, 1};
+  EXPECT_FALSE(pe::CropBlockWalk(1280, 720, 1280, 720, 1280, beyond).Place(0).HasSource());
+  const float wide[4] = {0, 0, 4, 4};  // would need a source four times the buffer
+  const pe::CropBlock b = pe::CropBlockWalk(5120, 2880, 1280, 720, 1280, wide).Place(0);
+  EXPECT_LE(b.sw, 1280u);
+  EXPECT_LE(b.sh, 720u);
+}
+
 }  // namespace

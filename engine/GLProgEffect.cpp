@@ -1,0 +1,29 @@
+#include "GLProgEffect.h"
+
+#include <pe/Log.h>
+
+#include <string>
+
+#include "ShaderSource.h"
+
+PE_LOG_MODULE("GLProgEffect");
+
+unsigned GLProgEffect::Load() { return LoadWith(m_desc.fragment); }
+
+unsigned GLProgEffect::LoadWith(const char* fragment) {
+  TRACE("Load");
+  const char* define = m_bLarge ? "CAPTURE" : nullptr;
+  const std::string vs = pe::ComposeShader(m_desc.vertex, define, nullptr);
+  const std::string fs = pe::ComposeShader(fragment, define, m_desc.prelude);
+  if (!GLProgram::Load(vs.c_str(), fs.c_str())) {
+    LOGE("[%s] can't load shader", "Load");
+    return 0;
+  }
+  LOGI("[%s] get locations", "Load");
+  if (!LoadLocations(m_desc.common, m_desc.commonCount)) return 0;
+  const GLProgram::Location* own = m_bLarge ? m_desc.large : m_desc.preview;
+  const size_t ownCount = m_bLarge ? m_desc.largeCount : m_desc.previewCount;
+  if (own && !LoadLocations(own, ownCount)) return 0;
+  LOGI("[%s] program id %d", "Load", ProgramId());
+  return 1;
+}

@@ -1,0 +1,112 @@
+#include "TextureModel.h"
+
+#include <pe/Platform.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace pe {
+namespace ref {
+namespace {
+
+uint32_t Le32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24; }
+
+Texel Mix(const Texel& a, const Texel& b, float f) {
+  return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
+          a.a + (b.a - a.a) * f};
+}
+
+}  // namespace
+
+TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
+  std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (!f) return {};
+  std::vector<uint8_t> bytes;
+  uint8_t buf[4096];
+  for (size_t n; (n = std::fread(buf, 1, sizeof(buf), f.get())) > 0;)
+    bytes.insert(bytes.end(), buf, buf + n);
+  if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return {};
+  const uint32_t offset = Le32(&bytes[10]);
+  const int w = static_cast<int>(Le32(&bytes[18])), h = static_cast<int>(Le32(&bytes[22]));
+  const int bpp = kind == kLuminance ? 1 : kind == kRgb565 ? 2 : kind == kRgb ? 3 : 4;
+  if (w <= 0 || h <= 0 || offset + static_cast<size_t>(w) * h * bpp > bytes.size()) return {};
+  TextureModel t(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const uint8_t* p = &bytes[offset + (static_cast<size_t>(y) * w + x) * bpp];
+      Texel& o = t.At(x, y);
+      switch (kind) {
+        case kLuminance:
+          o = {p[0] / 255.f, p[0] / 255.f, p[0] / 255.f, 1};
+          break;
+        case kRgb565: {
+          const unsigned v = p[0] | p[1] << 8;
+          o = {(v >> 11) / 31.f, ((v >> 5) & 63) / 63.f, (v & 31) / 31.f, 1};
+          break;
+        }
+        case kRgb:
+          o = {p[0] / 255.f, p[1] / 255.f, p[2] / 255.f, 1};
+          break;
+        case kRgba:
+          o = {p[0] / 255.f, p[1] / 255.f, p[2] / 255.f, p[3] / 255.f};
+          break;
+      }
+    }
+  return t;
+}
+
+TextureModel TextureModel::FromFrame(const Nv21& frame, int allocW) {
+  TextureModel t(allocW, frame.height);
+  for (int y = 0; y < frame.height; ++y)
+    for (int x = 0; x < allocW; ++x) {
+      if (x >= frame.width) {
+        t.At(x, y) = {0, 0, 0, 0};
+        continue;
+      }
+      const uint8_t* c = frame.uv() + static_cast<size_t>(y / 2) * frame.width + (x & ~1);
+      t.At(x, y) = {frame.y()[static_cast<size_t>(y) * frame.width + x] / 255.f, c[0] / 255.f,
+                    c[1] / 255.f, 1};
+    }
+  return t;
+}
+
+int TextureModel::Wrap(int i, int n) const {
+  if (repeat) return ((i % n) + n) % n;
+  return std::min(std::max(i, 0), n - 1);
+}
+
+Texel TextureModel::Nearest(float s, float t) const {
+  if (repeat) {
+    s -= std::floor(s);
+    t -= std::floor(t);
+  }
+  const int x = Wrap(static_cast<int>(std::floor(s * m_w)), m_w);
+  const int y = Wrap(static_cast<int>(std::floor(t * m_h)), m_h);
+  return At(x, y);
+}
+
+Texel TextureModel::Linear(float s, float t) const {
+  const float u = s * m_w - 0.5f, v = t * m_h - 0.5f;
+  const float fu = std::floor(u), fv = std::floor(v);
+  const int x0 = static_cast<int>(fu), y0 = static_cast<int>(fv);
+  const float a = u - fu, b = v - fv;
+  const Texel top = Mix(At(Wrap(x0, m_w), Wrap(y0, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0, m_h)), a);
+  const Texel bottom =
+      Mix(At(Wrap(x0, m_w), Wrap(y0 + 1, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0 + 1, m_h)), a);
+  return Mix(top, bottom, b);
+}
+
+Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel) {
+  // The round trip's own back half: a frame whose every pixel the shade
+  // replaces by the given colour.
+  Nv21 blank(w, h);
+  return RoundTrip(blank, [&pixel](int x, int y, Rgb) { return pixel(x, y); });
+}
+
+std::string AssetPath(const std::string& file) { return pe::platform::AssetDir() + file; }
+
+}  // namespace ref
+}  // namespace pe
