@@ -1,74 +1,17 @@
 #include <gtest/gtest.h>
-#include <posteffect/PostEffect.h>
-#include <sys/mman.h>
-#include <unistd.h>
-#include <utils/String8.h>
 
 #include <cmath>
 #include <cstring>
 #include <string>
 
-#include "LogCapture.h"
-#include "YuvModel.h"
+#include "PublicService.h"
 
 namespace {
 
 using pe::ref::Nv21;
 
-// Frames live in shared memory handed over as fd, base and offset.
-class SharedNv21 {
- public:
-  SharedNv21(int w, int h, size_t offset = 4096)
-      : m_w(w), m_h(h), m_offset(offset), m_size(offset + static_cast<size_t>(w) * h * 3 / 2) {
-    m_fd = memfd_create("test-frame", MFD_CLOEXEC);
-    EXPECT_EQ(ftruncate(m_fd, static_cast<off_t>(m_size)), 0);
-    m_base = static_cast<unsigned char*>(
-        mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0));
-  }
-  ~SharedNv21() {
-    munmap(m_base, m_size);
-    close(m_fd);
-  }
-  void Put(const Nv21& f) { std::memcpy(m_base + m_offset, f.data.data(), f.data.size()); }
-  Nv21 Get() const {
-    Nv21 f(m_w, m_h);
-    std::memcpy(f.data.data(), m_base + m_offset, f.data.size());
-    return f;
-  }
-  int fd() const { return m_fd; }
-  unsigned char* base() const { return m_base; }
-  int offset() const { return static_cast<int>(m_offset); }
-
- private:
-  int m_w, m_h;
-  size_t m_offset, m_size;
-  int m_fd = -1;
-  unsigned char* m_base = nullptr;
-};
-
-class Service : public ::testing::Test {
- protected:
-  void SetUp() override {
-    setenv("POSTEFFECT_DISPLAY", "1920x1080", 1);
-    m_fx = createPostEffect();
-    ASSERT_EQ(m_fx->start(), 0);
-  }
-  void TearDown() override {
-    m_fx->stop();
-    destroyPostEffect(m_fx);
-  }
-  int Params(const std::string& s) { return m_fx->setParameters(android::String8(s.c_str())); }
-  Nv21 Preview(SharedNv21& shm, const Nv21& frame) {
-    shm.Put(frame);
-    EXPECT_EQ(m_fx->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
-    return shm.Get();
-  }
-
-  // Made before the service so that the library's log masks, read once at
-  // its first message, include debug lines.
-  pe::test::LogCapture m_log;
-  IPostEffect* m_fx = nullptr;
-};
+using pe::test::SharedNv21;
+using Service = pe::test::PublicService;
 
 // The vignette as the user asks for it: a strength and two display points
 // (centre, a point on the circle) mapped into a w x h frame.
