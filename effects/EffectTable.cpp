@@ -1,5 +1,6 @@
 #include "EffectTable.h"
 
+#include "GERampLook.h"
 #include "GEShaderVignette.h"
 
 namespace pe {
@@ -14,6 +15,12 @@ GEShader* Create() {
 // with its "wrong index" line.
 const GEEffectEntry kEffects[] = {
     {4, "Vignette", Create<GEShaderVignette>, nullptr},
+    {11, "Stylized_Maple", Create<GEShaderStylizeMaple>, nullptr},
+    {12, "Stylized_Nash", Create<GEShaderStylizeNash>, nullptr},
+    {13, "TwoToneMask_V", Create<GEShaderTwoToneMaskV>, nullptr},
+    {14, "TwoToneMask_H", Create<GEShaderTwoToneMaskH>, nullptr},
+    {15, "SplitToning_Mono", Create<GEShaderSplitToningCM>, nullptr},
+    {16, "SplitToning_Color", Create<GEShaderSplitToningSC>, nullptr},
 };
 
 }  // namespace

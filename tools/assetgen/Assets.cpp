@@ -178,11 +178,11 @@ constexpr int kRampRows = 16;
 Bitmap StylizeColorRamp() {
   return ToneTable(kCurveWidth, kRampRows, [](double x, double v) {
     if (v < 0.3) return Rgb{x, x, x};
-    if (v < 0.7)  // autumn: warm mids, firm blue shadows
-      return Rgb{0.04 + 0.96 * Bias(x, 0.60), Bias(Gain(x, 0.56), 0.52), 0.86 * Gain(x, 0.60)};
-    // faded: teal shadows, cream highlights
-    return Rgb{0.05 + 0.90 * Gain(x, 0.58), 0.04 + 0.94 * Bias(x, 0.53),
-               0.10 + 0.80 * Bias(x, 0.50)};
+    if (v < 0.7)  // autumn: golden mids, warm highlights, firm shadows
+      return Rgb{0.05 + 0.93 * Bias(x, 0.58), 0.02 + 0.94 * Bias(Gain(x, 0.56), 0.52),
+                 0.84 * Gain(x, 0.62)};
+    // teal and amber: blue-green shadows, neutral mids, warm highlights
+    return Rgb{Gain(x, 0.62), 0.05 + 0.91 * Bias(x, 0.52), 0.20 + 0.62 * Bias(x, 0.44)};
   });
 }
 
