@@ -1,6 +1,7 @@
 #include "BlockWalk.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace pe {
 
@@ -55,6 +56,40 @@ CropBlockWalk::CropBlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsig
   m_cols = procW ? (imgW + procW - 1) / procW : 0;
 }
 
+namespace {
+
+// One axis of a crop block: a block n pixels long reads the source from
+// `exact` at `scale` source pixels per output pixel. Returns the fetched
+// origin and length, cut to the buffer (limit) and the picture; near is the
+// exact origin's offset into the fetched span. Unstretched, the block reads
+// whole pixels from the truncated origin; stretched, it reads between pixels,
+// so the fetch keeps a border on both sides, starts on an even pixel (chroma
+// pairs) and is as long as the copy routine fills exactly (align).
+struct Span {
+  long start, length;
+  float near;
+};
+
+Span CropSpan(double exact, unsigned n, float scale, long align, long limit, long picture,
+              bool evenStart) {
+  long start = static_cast<long>(exact);
+  if (evenStart && start % 2) ++start;
+  long length = (static_cast<long>(n * scale) + align - 1) / align * align;
+  float near = 0.f;
+  if (scale < 1.f) {
+    constexpr long kBorder = 2;
+    start = std::max(0L, start - kBorder) & ~1L;
+    near = static_cast<float>(exact - static_cast<double>(start));
+    const long reach =
+        static_cast<long>(std::ceil(near + n * static_cast<double>(scale))) + kBorder;
+    const long a = std::max(align, 2L);
+    length = (reach + a - 1) / a * a;
+  }
+  return Span{start, std::min({length, limit, picture - start}), near};
+}
+
+}  // namespace
+
 CropBlock CropBlockWalk::Place(unsigned run) const {
   CropBlock b{};
   if (!m_cols || !m_rows) return b;
@@ -63,24 +98,23 @@ CropBlock CropBlockWalk::Place(unsigned run) const {
   const unsigned w = (std::min(m_procW, m_imgW - x0) + 31) / 32 * 32;
   const unsigned h = std::min(m_procH, m_imgH - y0);
   const float xc = m_crop[0], yc = m_crop[1], wc = m_crop[2], hc = m_crop[3];
-  b.out =
-      BlockRect{x0, y0, w, h, m_allocW ? wc * w / m_allocW : 0.f, m_procH ? hc * h / m_procH : 0.f};
-  // Truncations as the arithmetic has always been done; x is kept even so
-  // the chroma pairs of the source stay aligned.
-  long sx = static_cast<long>(m_imgW * xc + x0 * wc);
-  if (sx % 2) ++sx;
-  const long sy = static_cast<long>(m_imgH * yc + y0 * hc);
-  long sw = (static_cast<long>(w * wc) + 31) & ~31L;
-  long sh = static_cast<long>(h * hc);
-  // A crop past the picture or a rectangle wider than the block buffer must
-  // not reach the still's copy routine: the rectangle is cut to both.
-  sw = std::min({sw, static_cast<long>(m_allocW), static_cast<long>(m_imgW) - sx});
-  sh = std::min({sh, static_cast<long>(m_procH), static_cast<long>(m_imgH) - sy});
-  if (sx < 0 || sy < 0 || sw <= 0 || sh <= 0) return b;
-  b.sx = static_cast<unsigned>(sx);
-  b.sy = static_cast<unsigned>(sy);
-  b.sw = static_cast<unsigned>(sw);
-  b.sh = static_cast<unsigned>(sh);
+  // x stays even so the source's chroma pairs stay aligned; a rectangle
+  // wider than the block buffer or past the picture never reaches the still's
+  // copy routine.
+  const Span sx = CropSpan(static_cast<double>(m_imgW) * xc + static_cast<double>(x0) * wc, w, wc,
+                           32, static_cast<long>(m_allocW), static_cast<long>(m_imgW), true);
+  const Span sy = CropSpan(static_cast<double>(m_imgH) * yc + static_cast<double>(y0) * hc, h, hc,
+                           1, static_cast<long>(m_procH), static_cast<long>(m_imgH), false);
+  b.out = BlockRect{x0, y0, w, h, 0.f, 0.f};
+  b.out.s0 = m_allocW ? sx.near / m_allocW : 0.f;
+  b.out.t0 = m_procH ? sy.near / m_procH : 0.f;
+  b.out.s1 = b.out.s0 + (m_allocW ? wc * w / m_allocW : 0.f);
+  b.out.t1 = b.out.t0 + (m_procH ? hc * h / m_procH : 0.f);
+  if (sx.start < 0 || sy.start < 0 || sx.length <= 0 || sy.length <= 0) return b;
+  b.sx = static_cast<unsigned>(sx.start);
+  b.sy = static_cast<unsigned>(sy.start);
+  b.sw = static_cast<unsigned>(sx.length);
+  b.sh = static_cast<unsigned>(sy.length);
   return b;
 }
 

@@ -8,6 +8,9 @@ namespace pe {
 struct BlockRect {
   unsigned x, y, w, h;
   float s1, t1;  // far texture coordinates of the block in the source texture
+  // Near texture coordinates: 0 but where a border was fetched around the
+  // block's source.
+  float s0 = 0.f, t0 = 0.f;
 };
 
 class BlockWalk {
@@ -37,7 +40,10 @@ class BlockWalk {
 // The crop-aware walk: blocks of the processing size from the picture's
 // origin, widths rounded up to 32 without moving the block back (the last
 // column may reach past the picture), each fed from the crop's part of the
-// picture so that the crop is stretched over the whole output.
+// picture so that the crop is stretched over the whole output. A stretched
+// axis samples between source pixels, so there the source is fetched with a
+// small border and the block's coordinates start at the exact, untruncated
+// source position: neighbouring blocks then join without a seam.
 struct CropBlock {
   BlockRect out;            // where the block goes; s1, t1 scaled by the crop
   unsigned sx, sy, sw, sh;  // the source rectangle the block is filled from

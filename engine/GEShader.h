@@ -202,6 +202,9 @@ class GEShader {
   float m_fGlobalCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   // Size of the still being captured.
   int m_nImgW = 0, m_nImgH = 0;
+  // Near texture coordinates of the current block (non-zero where the
+  // crop-aware walk fetched a border around it).
+  float m_fBlockOrigin[2] = {0, 0};
 
  private:
   friend class GEOwnedBase;

@@ -117,21 +117,30 @@ TEST(CropBlockWalk, FullCropKeepsBlocksInPlaceAndCutsSourcesToThePicture) {
   EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
 }
 
-TEST(CropBlockWalk, HalfCropReadsHalfTheSourceFromTheCropOrigin) {
+TEST(CropBlockWalk, HalfCropReadsHalfTheSourceWithABorderAndNoTruncation) {
   const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
   pe::CropBlockWalk walk(2560, 1440, 1280, 720, 1280, half);
   const pe::CropBlock b = walk.Place(3);  // second row, second column
   EXPECT_EQ(b.out.x, 1280u);
   EXPECT_EQ(b.out.y, 720u);
-  EXPECT_EQ(b.sx, 640u + 640u);
-  EXPECT_EQ(b.sy, 360u + 360u);
-  EXPECT_EQ(b.sw, 640u);
-  EXPECT_EQ(b.sh, 360u);
-  EXPECT_FLOAT_EQ(b.out.s1, 0.5f);
-  EXPECT_FLOAT_EQ(b.out.t1, 0.5f);
-  // An odd source x is moved to the next even column.
-  const float odd[4] = {0.5f, 0, 0.5f, 1};
-  EXPECT_EQ(pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0).sx, 642u);
+  // A border of two pixels before and after the crop's source, so bilinear
+  // reads at the block's edges find real pixels; widths in whole groups of
+  // 32 (what the copy routine fills exactly), heights in row pairs.
+  EXPECT_EQ(b.sx, 640u + 640u - 2u);
+  EXPECT_EQ(b.sy, 360u + 360u - 2u);
+  EXPECT_EQ(b.sw, 672u);
+  EXPECT_EQ(b.sh, 364u);
+  EXPECT_FLOAT_EQ(b.out.s0, 2.f / 1280);
+  EXPECT_FLOAT_EQ(b.out.s1, 2.f / 1280 + 0.5f);
+  EXPECT_FLOAT_EQ(b.out.t0, 2.f / 720);
+  EXPECT_FLOAT_EQ(b.out.t1, 2.f / 720 + 0.5f);
+  // A crop origin between pixels: the fetch starts at an even column and the
+  // block's coordinates carry the exact position, so blocks join smoothly.
+  const float odd[4] = {0.3f, 0, 0.5f, 1};
+  const pe::CropBlock o = pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0);
+  EXPECT_EQ(o.sx % 2, 0u);
+  EXPECT_EQ(o.sy % 2, 0u);
+  EXPECT_NEAR(o.sx + o.out.s0 * 1280, 1282 * 0.3, 1e-3);
 }
 
 TEST(CropBlockWalk, CropsBeyondThePictureOrTheBufferNeverYieldAnOutsideRectangle) {
