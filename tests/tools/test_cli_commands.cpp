@@ -93,7 +93,7 @@ TEST_F(Commands, ApplyHandsAPreviewFrameOverThroughSharedMemory) {
   EXPECT_NE(Fake().params.find("GE-param0=50,0,0,0;GE-param1=960,540,"), std::string::npos)
       << Fake().params;
   EXPECT_EQ(Fake().previewW * 100 + Fake().previewH, 6448);
-  EXPECT_EQ(Fake().cropW * 100 + Fake().cropH, 6448);  // the whole frame unless asked
+  EXPECT_EQ(Fake().cropW, -1);  // no crop handed over unless asked
   EXPECT_EQ(Fake().framesProcessed, 1);
   EXPECT_EQ(Fake().fdMismatches, 0);
   EXPECT_FALSE(Fake().previewing);

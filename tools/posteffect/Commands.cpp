@@ -225,7 +225,10 @@ EffectRequest MakeRequest(const EffectOptions& fx) {
 
 bool ResolveCrop(const EffectOptions& fx, int width, int height, Crop* crop, std::string* error) {
   if (!fx.hasCrop) {
-    *crop = Crop{0, 0, width, height};
+    // No crop handed to the library: effects then keep their own default,
+    // which leaves out the padding columns of a frame whose width is not a
+    // multiple of 32 (a whole-picture crop would reach into them).
+    *crop = Crop{0, 0, 0, 0};
     return true;
   }
   const Crop& c = fx.crop;
