@@ -9,7 +9,7 @@ PE_LOG_MODULE("GEShaderBloom");
 namespace {
 
 const GLProgDesc kBloom =
-    MakeProgDesc(kShader_bypass_vert, kShader_bloom_frag, nullptr, kSingleTextureLocations);
+    MakeProgDesc(kShader_bypass_vert, kShader_bloom_frag, nullptr, kSourceLocations);
 
 // The capture program is made without a line of its own.
 const GEShaderSingleTexture::Names kNames = {"GEShaderBloom", "[%s] Creating Bloom shader",

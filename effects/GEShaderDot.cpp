@@ -19,29 +19,27 @@ PE_LOG_MODULE("GEShaderDot");
 
 namespace {
 
-const GLProgram::Location kPass1[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
+const GLProgram::Location kCrop[] = {
     {GLProgram::kUniform, GLProgDotPass1::UNIFORM_CROP, "u_crop", "m_nUniformLoc[UNIFORM_CROP]"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
 };
-const GLProgram::Location kPass2[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
+// Pass 2 reads the size-down texture as it is: no matrix.
+const GLProgram::Location kMask[] = {
     {GLProgram::kAttrib, GLProgDotPass2::ATTRIB_MASK_TEX_COORD, "a_maskTexCoord",
      "ATTRIB_GLOBAL_TEX_COORD"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
     {GLProgram::kSampler, GLProgDotPass2::SAMPLER_TEX_DOT_MASK, "s_dotMask",
      "m_nSamplerLoc[SAMPLER_TEX_DOT_MASK]"},
 };
-const GLProgDesc kDotPass1 =
-    MakeProgDesc(kShader_bypass_vert, kShader_dot_pass1_frag, nullptr, kPass1);
-const GLProgDesc kDotPass2 =
-    MakeProgDesc(kShader_dot_pass2_vert, kShader_dot_pass2_frag, nullptr, kPass2);
+const GLProgDesc kDotPass1 = {
+    kShader_bypass_vert, kShader_dot_pass1_frag, nullptr, kSourceLocations, 4, kCrop, 1, kCrop, 1};
+const GLProgDesc kDotPass2 = {kShader_dot_pass2_vert,
+                              kShader_dot_pass2_frag,
+                              nullptr,
+                              kSourceLocations,
+                              3,
+                              kMask,
+                              2,
+                              kMask,
+                              2};
 
 void SetSampling(GLTexture* tex, GLint filter) {
   tex->Bind();
@@ -231,19 +229,7 @@ void GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& 
 
 bool GEShaderDot::ProcFrame(unsigned char*, unsigned char*, unsigned char* out, int W, int H) {
   TRACE("ProcFrame");
-  if (RefuseUninited("ProcFrame")) return false;
-  if (!m_captureMode) {
-    LOGE("[%s] Capture mode only", "ProcFrame");
-    return false;
-  }
-  if (!m_pConverter) {
-    LOGE("[%s] callback not registered", "ProcFrame");
-    return false;
-  }
-  if (!out || W <= 0 || H <= 0 || m_uHeight == 0) {
-    LOGE("[%s] invalid still %dx%d", "ProcFrame", W, H);
-    return false;
-  }
+  if (!CheckCapture("ProcFrame", out, W, H) || m_uHeight == 0) return false;
   // The dots keep their size relative to the picture's height.
   const double s = static_cast<double>(H) / m_uHeight * m_fDotSize;
   const pe::DotGridWalk walk(static_cast<unsigned>(W), static_cast<unsigned>(H), s);

@@ -14,11 +14,10 @@ PE_LOG_MODULE("GEShaderFisheye");
 
 namespace {
 
-const GLProgram::Location kCommon[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_pnSamplerLoc[UNIFORM_INPUT_TEX]"},
+// The Large program's chroma sampler, then the uniforms both programs have.
+const GLProgram::Location kOwn[] = {
+    {GLProgram::kSampler, GLProgFisheye::SAMPLER_INPUT_TEX_UV, "s_texture1",
+     "m_pnSamplerLoc[UNIFORM_INPUT_TEX_UV]"},
     {GLProgram::kUniform, GLProgFisheye::UNIFORM_SCALE, "u_scale",
      "m_pnSamplerLoc[SAMPLER_POS_SCALE]"},
     {GLProgram::kUniform, GLProgFisheye::UNIFORM_SHIFT, "u_shift",
@@ -28,22 +27,17 @@ const GLProgram::Location kCommon[] = {
     {GLProgram::kUniform, GLProgFisheye::UNIFORM_DISTORT, "u_distort",
      "m_pnSamplerLoc[SAMPLER_DISTORT_LEVEL]"},
     {GLProgram::kUniform, GLProgFisheye::UNIFORM_CROP, "u_crop", "m_nUniformLoc[UNIFORM_CROP]"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
 };
-const GLProgram::Location kLarge[] = {
-    {GLProgram::kSampler, GLProgFisheye::SAMPLER_INPUT_TEX_UV, "s_texture1",
-     "m_pnSamplerLoc[UNIFORM_INPUT_TEX_UV]"},
-};
+constexpr size_t kOwnCount = sizeof(kOwn) / sizeof(kOwn[0]);
 const GLProgDesc kFisheye = {kShader_bypass_vert,
                              kShader_fisheye_frag,
                              nullptr,
-                             kCommon,
-                             sizeof(kCommon) / sizeof(kCommon[0]),
-                             nullptr,
-                             0,
-                             kLarge,
-                             sizeof(kLarge) / sizeof(kLarge[0])};
+                             kSourceLocations,
+                             4,
+                             kOwn + 1,
+                             kOwnCount - 1,
+                             kOwn,
+                             kOwnCount};
 
 void ClampToEdge(GLTexture* tex) {
   tex->Bind();
@@ -181,17 +175,9 @@ bool GEShaderFisheye::Capture(const unsigned char* y, const unsigned char* uv, u
                               int W, int H) {
   TRACE("ProcFrame");
   const unsigned start = GetTickCount();
-  if (RefuseUninited("ProcFrame")) return false;
-  if (!m_captureMode) {
-    LOGE("[%s] Capture mode only", "ProcFrame");
-    return false;
-  }
-  if (!m_pConverter) {
-    LOGE("[%s] callback not registered", "ProcFrame");
-    return false;
-  }
-  if (!y || !uv || !out || W <= 0 || H <= 0) {
-    LOGE("[%s] invalid still %dx%d", "ProcFrame", W, H);
+  if (!CheckCapture("ProcFrame", out, W, H)) return false;
+  if (!y || !uv) {
+    LOGE("[%s] no still planes", "ProcFrame");
     return false;
   }
   // The planes are uploaded whole: a still beyond what one texture holds

@@ -12,7 +12,13 @@ PE_LOG_MODULE("GEShaderMirror");
 namespace {
 
 const GLProgDesc kMirror =
-    MakeProgDesc(kShader_bypass_vert, kShader_mirror_frag, nullptr, kSingleTextureLocations);
+    MakeProgDesc(kShader_bypass_vert, kShader_mirror_frag, nullptr, kSourceLocations);
+
+// Portrait is the file as it stands; landscape compiles it with LANDSCAPE.
+const char* LandscapeSource() {
+  static const std::string source = pe::ComposeShader(kShader_mirror_frag, "LANDSCAPE", nullptr);
+  return source.c_str();
+}
 
 const GEShaderSingleTexture::Names kNames = {"GEShaderMirror", "[%s] Creating Mirror shader",
                                              "[%s] Creating Mirror large shader"};
@@ -24,9 +30,7 @@ GLProgMirror::GLProgMirror(bool large) : GLProgEffect(kMirror, large) {}
 unsigned GLProgMirror::Load() {
   TRACE("Load");
   LOGI("[Velt] load %s mirror shader", m_uLandscaped ? "Landscape" : "Protrait");
-  if (!m_uLandscaped) return GLProgEffect::Load();
-  static const std::string landscape = pe::ComposeShader(kShader_mirror_frag, "LANDSCAPE", nullptr);
-  return LoadWith(landscape.c_str());
+  return m_uLandscaped ? LoadWith(LandscapeSource()) : GLProgEffect::Load();
 }
 
 GEShaderMirror::GEShaderMirror() : GEShaderSingleTexture(&s_peLogModule, kNames) {}

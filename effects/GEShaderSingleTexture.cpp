@@ -4,15 +4,6 @@
 
 #include "GLTexture.h"
 
-const GLProgram::Location kSingleTextureLocations[4] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
-};
-
 GEShaderSingleTexture::GEShaderSingleTexture(pe::LogModule* log, const Names& names)
     : GEShader(log), m_log(*log), m_names(names) {}
 

@@ -7,8 +7,9 @@ namespace pe {
 struct LogModule;
 }
 
-// The shape Mirror and Bloom share: one program over the source texture (its
-// Large form in capture), no parameters, the plain block walk.
+// The shape Bypass, Mirror and Bloom share: one program over the source
+// texture (its Large form in capture, where the look has one), no
+// parameters, the plain block walk.
 class GEShaderSingleTexture : public GEShader {
  public:
   bool Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
@@ -35,6 +36,3 @@ class GEShaderSingleTexture : public GEShader {
   const Names& m_names;
   GEOwned<GLProgEffect> m_pProgram{this};
 };
-
-// The locations every single-texture program has.
-extern const GLProgram::Location kSingleTextureLocations[4];
