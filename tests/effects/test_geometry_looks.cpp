@@ -154,15 +154,20 @@ INSTANTIATE_TEST_SUITE_P(
 
 using GeometryBehaviour = pe::test::PublicService;
 
-TEST_F(GeometryBehaviour, AStillBeyondTheTextureLimitFailsUntouched) {
-  setenv("POSTEFFECT_MAX_TEXTURE_SIZE", "2048", 1);
-  ASSERT_EQ(Params("GPU-effect=3"), 0);
+// Fisheye's planes and Dot's buffer (sized by its dots) must fit one
+// texture; a lowered limit stands in for a still too large for the GPU.
+TEST_F(GeometryBehaviour, StillsBeyondTheTextureLimitFailUntouched) {
+  setenv("POSTEFFECT_MAX_TEXTURE_SIZE", "512", 1);
   ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
   SharedNv21 big(2560, 1440);
   const Nv21 picture = pe::ref::MakeFrame(2560, 1440, 99);
-  EXPECT_EQ(Capture(big, picture), 3);
-  EXPECT_EQ(big.Get().data, picture.data);
-  EXPECT_EQ(m_log.Count("exceeds the largest texture"), 1);
+  for (const char* effect : {"3;GE-param0=0,0,0,0", "5;GE-param0=100,0,0,0"}) {
+    ASSERT_EQ(Params(std::string("GPU-effect=") + effect), 0);
+    EXPECT_EQ(Capture(big, picture), 3) << effect;
+    EXPECT_EQ(big.Get().data, picture.data) << effect;
+  }
+  EXPECT_EQ(m_log.Count("beyond the largest texture", "GEShaderDot"), 1);
+  EXPECT_EQ(m_log.Count("exceeds the largest texture", "GEShaderFisheye"), 1);
   unsetenv("POSTEFFECT_MAX_TEXTURE_SIZE");
 }
 
