@@ -47,7 +47,7 @@ class GEShaderFisheye : public GEShader {
   float Level() const { return m_fLevel; }
 
   // Capture blocks are at most this size.
-  static const int kBlockW = 768, kBlockH = 480;
+  static constexpr int kBlockW = 768, kBlockH = 480;
 
  private:
   bool Capture(const unsigned char* y, const unsigned char* uv, unsigned char* out, int W, int H);
