@@ -1,6 +1,11 @@
 #include "EffectTable.h"
 
+#include "GEManager.h"
 #include "GERampLook.h"
+#include "GEShaderBloom.h"
+#include "GEShaderDot.h"
+#include "GEShaderFisheye.h"
+#include "GEShaderMirror.h"
 #include "GEShaderVignette.h"
 
 namespace pe {
@@ -11,10 +16,20 @@ GEShader* Create() {
   return new T();
 }
 
+// The fold follows how the device is held, as the service last told the
+// manager.
+void ConfigureMirror(GEShader* shader, const GEManager& manager) {
+  static_cast<GEShaderMirror*>(shader)->SetLandscaped(manager.m_bLandscaped);
+}
+
 // Numbers whose effect is not built yet are absent: the manager refuses them
 // with its "wrong index" line.
 const GEEffectEntry kEffects[] = {
+    {3, "Distortion", Create<GEShaderFisheye>, nullptr},
     {4, "Vignette", Create<GEShaderVignette>, nullptr},
+    {5, "DOTS", Create<GEShaderDot>, nullptr},
+    {8, "Mirror", Create<GEShaderMirror>, ConfigureMirror},
+    {9, "Bloom", Create<GEShaderBloom>, nullptr},
     {11, "Stylized_Maple", Create<GEShaderStylizeMaple>, nullptr},
     {12, "Stylized_Nash", Create<GEShaderStylizeNash>, nullptr},
     {13, "TwoToneMask_V", Create<GEShaderTwoToneMaskV>, nullptr},

@@ -118,4 +118,61 @@ CropBlock CropBlockWalk::Place(unsigned run) const {
   return b;
 }
 
+DotGridWalk::DotGridWalk(unsigned imgW, unsigned imgH, double dot)
+    : m_imgW(imgW), m_imgH(imgH), m_dot(std::max(dot, 1.0)) {
+  // Sixteen dots a block, but never a block so small that tiny dots multiply
+  // the runs.
+  m_edge = std::max(16.0 * m_dot, 32.0);
+  m_margin = static_cast<unsigned>(m_dot / 2) + 2;
+  // Holds a block (at most the edge plus 2) with both margins and the
+  // rounding of the fetch to 32.
+  m_n = (static_cast<unsigned>(m_edge + m_dot) + 95) & ~31u;
+  m_cols = static_cast<unsigned>(std::ceil(imgW / m_edge));
+  m_rows = static_cast<unsigned>(std::ceil(imgH / m_edge));
+}
+
+unsigned DotGridWalk::Edge(unsigned i, unsigned count, unsigned size) const {
+  if (i >= count) return size;
+  // The grid line nearest to the multiple of the block edge, moved to the
+  // next even pixel so that chroma pairs stay whole.
+  const unsigned e = (static_cast<unsigned>(i * m_edge + 0.5) + 1) & ~1u;
+  return std::min(e, size);
+}
+
+DotBlock DotGridWalk::Place(unsigned run) const {
+  DotBlock b{};
+  if (!m_cols || !m_rows || run >= MaxRuns()) return b;
+  const unsigned c = run % m_cols, r = run / m_cols;
+  b.x = Edge(c, m_cols, m_imgW);
+  b.y = Edge(r, m_rows, m_imgH);
+  b.w = Edge(c + 1, m_cols, m_imgW) - b.x;
+  b.h = Edge(r + 1, m_rows, m_imgH) - b.y;
+  if (b.Empty()) return b;
+  // Fetched widths are multiples of 32, as the still's copy routine fills
+  // whole groups of pixels and pads the rest of the buffer with each row's
+  // last pixel; at the right edge the rectangle moves left instead.
+  auto fetch = [this](unsigned start, unsigned len, unsigned size, unsigned round, unsigned* from,
+                      unsigned* count) {
+    *from = (start > m_margin ? start - m_margin : 0) & ~1u;
+    const unsigned end = std::min(size, start + len + m_margin);
+    *count = std::min((end - *from + round - 1) / round * round, m_n);
+    if (*count > size) {
+      *from = 0;
+      *count = size;
+    } else if (*from + *count > size) {
+      *from = size - *count;
+    }
+  };
+  fetch(b.x, b.w, m_imgW, 32, &b.fx, &b.fw);
+  fetch(b.y, b.h, m_imgH, 2, &b.fy, &b.fh);
+  auto cells = [this](unsigned start, unsigned len, unsigned* first, unsigned* count) {
+    *first = static_cast<unsigned>((start + 0.5) / m_dot);
+    const unsigned last = static_cast<unsigned>((start + len - 0.5) / m_dot);
+    *count = last - *first + 1;
+  };
+  cells(b.x, b.w, &b.cellX, &b.cellsW);
+  cells(b.y, b.h, &b.cellY, &b.cellsH);
+  return b;
+}
+
 }  // namespace pe

@@ -66,4 +66,45 @@ class CropBlockWalk {
   unsigned m_rows, m_cols;
 };
 
+// The dot effect's capture walk. Blocks hold about 16 x 16 dots and their
+// edges follow the dot grid; each block is rendered from a private buffer of
+// n x n pixels that holds the block plus a margin of half a dot on every
+// side, so that a dot cut by a block edge still reads its colour from its
+// own centre and the grid runs on without a seam. n depends only on the dot
+// size, never on the still.
+struct DotBlock {
+  unsigned x, y, w, h;      // block in the still; x and y even (chroma pairs)
+  unsigned fx, fy, fw, fh;  // rectangle of the still fetched to the buffer's top left
+  unsigned cellX, cellY;    // first dot cell the block touches
+  unsigned cellsW, cellsH;  // dot cells the block touches
+  bool Empty() const { return w == 0 || h == 0; }
+};
+
+class DotGridWalk {
+ public:
+  // dot: the dot size in still pixels; below one pixel it is taken as one.
+  DotGridWalk(unsigned imgW, unsigned imgH, double dot);
+
+  double Dot() const { return m_dot; }
+  // Edge of the private buffer and of the size-down texture.
+  unsigned BufferSize() const { return m_n; }
+  // Pixels the fetched rectangle reaches past the block on each side; at the
+  // still's right and bottom edges the buffer is padded by as many copies of
+  // the last column or row.
+  unsigned Margin() const { return m_margin; }
+  unsigned Rows() const { return m_rows; }
+  unsigned Cols() const { return m_cols; }
+  unsigned MaxRuns() const { return m_rows * m_cols; }
+  // Block number run, left to right, then top to bottom.
+  DotBlock Place(unsigned run) const;
+
+ private:
+  // Start of block row or column i of count along a side of size.
+  unsigned Edge(unsigned i, unsigned count, unsigned size) const;
+
+  unsigned m_imgW, m_imgH;
+  double m_dot, m_edge;
+  unsigned m_n, m_margin, m_rows, m_cols;
+};
+
 }  // namespace pe

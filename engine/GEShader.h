@@ -109,6 +109,9 @@ class GEShader {
   // dst (Y plane, chroma plane at dst + W x H). SetBlockCoords receives each
   // block before it is fetched and drawn.
   bool RunCapture(const char* func, unsigned char* dst, int W, int H);
+  // The refusals every capture shares (not initialised, preview mode, no
+  // converter, no still); records the still's size.
+  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
   // Capture honouring the crop: blocks placed from the picture's origin
   // without the right-edge move, each filled from the cropped source area and
   // stretched over its block.
@@ -210,7 +213,6 @@ class GEShader {
   friend class GEOwnedBase;
   bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
              unsigned y, unsigned w, unsigned h);
-  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
 
   pe::LogModule* m_pLog;
   GEOwnedBase* m_pOwned = nullptr;

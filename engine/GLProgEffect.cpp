@@ -8,6 +8,15 @@
 
 PE_LOG_MODULE("GLProgEffect");
 
+const GLProgram::Location kSourceLocations[4] = {
+    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
+    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
+    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
+     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
+    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
+     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+};
+
 unsigned GLProgEffect::Load() { return LoadWith(m_desc.fragment); }
 
 unsigned GLProgEffect::LoadWith(const char* fragment) {

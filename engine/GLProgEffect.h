@@ -38,6 +38,11 @@ class GLProgEffect : public GLProgram {
   bool m_bLarge;
 };
 
+// The locations of a program that draws the source through the YUV-to-RGB
+// matrix: quad, texture coordinates, input sampler (slot 0), then the matrix.
+// A program without the matrix takes the first three.
+extern const GLProgram::Location kSourceLocations[4];
+
 // Builds a GLProgDesc from arrays, so a table's size is never written twice.
 template <size_t C, size_t P, size_t L>
 constexpr GLProgDesc MakeProgDesc(const char* vs, const char* fs, const char* prelude,
