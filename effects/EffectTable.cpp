@@ -1,6 +1,9 @@
 #include "EffectTable.h"
 
+#include "GEShaderContrast.h"
 #include "GEShaderVignette.h"
+#include "GEShaderVintage.h"
+#include "GEShaderWhiteboard.h"
 
 namespace pe {
 namespace {
@@ -13,7 +16,10 @@ GEShader* Create() {
 // Numbers whose effect is not built yet are absent: the manager refuses them
 // with its "wrong index" line.
 const GEEffectEntry kEffects[] = {
+    {1, "Vintage", Create<GEShaderVintage>, nullptr},
     {4, "Vignette", Create<GEShaderVignette>, nullptr},
+    {6, "Contrast", Create<GEShaderContrast>, nullptr},
+    {10, "Whiteboard", Create<GEShaderWhiteboard>, nullptr},
 };
 
 }  // namespace
