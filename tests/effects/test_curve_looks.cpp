@@ -267,6 +267,10 @@ TEST_P(CurveMissingAsset, FailsInitSoFramesAndStillsAreLeftUntouched) {
   EXPECT_EQ(big.Get().data, still.data);
 }
 
+std::string MissingName(const ::testing::TestParamInfo<MissingAsset>& info) {
+  return std::string(info.param.tag + 8);  // the class name without "GEShader"
+}
+
 // The mask missing is reported with the warm curve's line, as it always was.
 INSTANTIATE_TEST_SUITE_P(Assets, CurveMissingAsset,
                          ::testing::Values(MissingAsset{'1', "mask_vignette_legacy.bmp",
@@ -275,6 +279,7 @@ INSTANTIATE_TEST_SUITE_P(Assets, CurveMissingAsset,
                                                         "can't load cross tex", "GEShaderContrast"},
                                            MissingAsset{'B', "ContrastCurveSet.bmp",
                                                         "can't load contrast curve tex",
-                                                        "GEShaderWhiteboard"}));
+                                                        "GEShaderWhiteboard"}),
+                         MissingName);
 
 }  // namespace
