@@ -3,10 +3,13 @@
 #include "GEManager.h"
 #include "GERampLook.h"
 #include "GEShaderBloom.h"
+#include "GEShaderContrast.h"
 #include "GEShaderDot.h"
 #include "GEShaderFisheye.h"
 #include "GEShaderMirror.h"
 #include "GEShaderVignette.h"
+#include "GEShaderVintage.h"
+#include "GEShaderWhiteboard.h"
 
 namespace pe {
 namespace {
@@ -25,11 +28,14 @@ void ConfigureMirror(GEShader* shader, const GEManager& manager) {
 // Numbers whose effect is not built yet are absent: the manager refuses them
 // with its "wrong index" line.
 const GEEffectEntry kEffects[] = {
+    {1, "Vintage", Create<GEShaderVintage>, nullptr},
     {3, "Distortion", Create<GEShaderFisheye>, nullptr},
     {4, "Vignette", Create<GEShaderVignette>, nullptr},
     {5, "DOTS", Create<GEShaderDot>, nullptr},
+    {6, "Contrast", Create<GEShaderContrast>, nullptr},
     {8, "Mirror", Create<GEShaderMirror>, ConfigureMirror},
     {9, "Bloom", Create<GEShaderBloom>, nullptr},
+    {10, "Whiteboard", Create<GEShaderWhiteboard>, nullptr},
     {11, "Stylized_Maple", Create<GEShaderStylizeMaple>, nullptr},
     {12, "Stylized_Nash", Create<GEShaderStylizeNash>, nullptr},
     {13, "TwoToneMask_V", Create<GEShaderTwoToneMaskV>, nullptr},
