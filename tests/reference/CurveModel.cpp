@@ -106,13 +106,34 @@ Nv21 WhiteboardCapture(const TextureModel& curve, const Nv21& still, int procW, 
   for (int y0 = 0; y0 < H; y0 += procH)
     for (int x0 = 0; x0 < W; x0 += procW) {
       const int w = (std::min(procW, W - x0) + 31) / 32 * 32, h = std::min(procH, H - y0);
-      // The block's source: the crop's share of the picture, x even, width
-      // a multiple of 32, cut to the picture and the texture.
-      int sx = static_cast<int>(W * crop[0] + x0 * crop[2]);
-      sx += sx % 2;
-      const int sy = static_cast<int>(H * crop[1] + y0 * crop[3]);
-      const int sw = std::min({(static_cast<int>(w * crop[2]) + 31) & ~31, allocW, W - sx});
-      const int sh = std::min({static_cast<int>(h * crop[3]), procH, H - sy});
+      // The block's source: the crop's share of the picture from the
+      // truncated origin (x even), width a multiple of 32; an axis the crop
+      // stretches is fetched with two pixels of border from an even pixel
+      // and read from the exact origin. Cut to the picture and the texture.
+      auto axis = [](double exact, int n, float scale, int align, int limit, int picture, bool even,
+                     int* start, int* length, float* nearOff) {
+        *start = static_cast<int>(exact);
+        if (even && *start % 2) ++*start;
+        *length = (static_cast<int>(n * scale) + align - 1) / align * align;
+        *nearOff = 0.f;
+        if (scale < 1.f) {
+          *start = std::max(0, *start - 2) & ~1;
+          *nearOff = static_cast<float>(exact - *start);
+          const int a = std::max(align, 2);
+          *length =
+              (static_cast<int>(std::ceil(*nearOff + n * static_cast<double>(scale))) + 2 + a - 1) /
+              a * a;
+        }
+        *length = std::min({*length, limit, picture - *start});
+      };
+      int sx, sw, sy, sh;
+      float s0, t0;
+      axis(static_cast<double>(W) * crop[0] + static_cast<double>(x0) * crop[2], w, crop[2], 32,
+           allocW, W, true, &sx, &sw, &s0);
+      axis(static_cast<double>(H) * crop[1] + static_cast<double>(y0) * crop[3], h, crop[3], 1,
+           procH, H, false, &sy, &sh, &t0);
+      s0 /= allocW;
+      t0 /= procH;
       // Filled as the service expands a block: whole 16-pixel groups and row
       // pairs, chroma rows counted from the first one, the rest of each row
       // and the rows below repeating the last pixel and row written.
@@ -128,8 +149,8 @@ Nv21 WhiteboardCapture(const TextureModel& curve, const Nv21& still, int procW, 
       const float s1 = crop[2] * w / allocW, t1 = crop[3] * h / procH;
       for (int j = 0; j < h; ++j)
         for (int i = 0; i < w && x0 + i < W; ++i)
-          out[static_cast<size_t>(y0 + j) * W + x0 + i] =
-              Whiteboard(tex, curve, Centre(i, w) * s1, Centre(j, h) * t1, 1.f / w, 1.f / h);
+          out[static_cast<size_t>(y0 + j) * W + x0 + i] = Whiteboard(
+              tex, curve, s0 + Centre(i, w) * s1, t0 + Centre(j, h) * t1, 1.f / w, 1.f / h);
     }
   return Render(W, H, [&](int x, int y) { return out[static_cast<size_t>(y) * W + x]; });
 }
