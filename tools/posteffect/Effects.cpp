@@ -88,9 +88,10 @@ const std::vector<EffectInfo>& Effects() {
       {15,
        'G',
        "SplitToning_Mono",
-       "tone pair 0..100: shadows blue at 0, green at 50, red at 100 (24 = 25, 99 = 100)",
+       "tone pair 0..100: blue shadows at 0, teal under warm light at 25 (default), green at "
+       "50, sepia at 75, red at 100 (24 = 25, 99 = 100)",
        kNone,
-       {50, 0, 0, 0},
+       {25, 0, 0, 0},
        false,
        0,
        0},
