@@ -90,16 +90,10 @@ bool GECurveLook::ProcBlock(unsigned, unsigned, int, int) {
 namespace {
 
 const GLProgram::Location kCommon[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
     {GLProgram::kSampler, GLProgCurveLook::SAMPLER_CURVE, "s_curve",
      "m_nSamplerLoc[SAMPLER_CURVE]"},
     {GLProgram::kSampler, GLProgCurveLook::SAMPLER_VIGNETTE, "s_vignette",
      "m_nSamplerLoc[SAMPLER_VIGNETTE]"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
 };
 const GLProgram::Location kCrop[] = {
     {GLProgram::kUniform, GLProgCurveLook::UNIFORM_CROP, "u_crop", "m_nUniformLoc[UNIFORM_CROP]"},
@@ -111,14 +105,8 @@ const GLProgram::Location kLarge[] = {
 
 }  // namespace
 
-const GLProgDesc GECurveLook::kColourProgram =
-    MakeProgDesc(kShader_curvelook_vert, kShader_curvelook_frag, nullptr, kCommon, kCrop, kLarge);
-const GLProgDesc GECurveLook::kGreyProgram = GLProgDesc{kShader_curvelook_vert,
-                                                        kShader_curvelook_frag,
-                                                        "#define GREY",
-                                                        kCommon,
-                                                        sizeof(kCommon) / sizeof(kCommon[0]),
-                                                        nullptr,
-                                                        0,
-                                                        kLarge,
-                                                        1};
+const GLProgDesc GECurveLook::kColourProgram = WithSource(
+    MakeProgDesc(kShader_curvelook_vert, kShader_curvelook_frag, nullptr, kCommon, kCrop, kLarge));
+const GLProgDesc GECurveLook::kGreyProgram =
+    WithSource(GLProgDesc{kShader_curvelook_vert, kShader_curvelook_frag, "#define GREY", kCommon,
+                          sizeof(kCommon) / sizeof(kCommon[0]), nullptr, 0, kLarge, 1});

@@ -29,7 +29,8 @@ unsigned GLProgEffect::LoadWith(const char* fragment) {
     return 0;
   }
   LOGI("[%s] get locations", "Load");
-  if (!LoadLocations(m_desc.common, m_desc.commonCount)) return 0;
+  if (m_desc.withSource && !LoadLocations(kSourceLocations, 4)) return 0;
+  if (m_desc.common && !LoadLocations(m_desc.common, m_desc.commonCount)) return 0;
   const GLProgram::Location* own = m_bLarge ? m_desc.large : m_desc.preview;
   const size_t ownCount = m_bLarge ? m_desc.largeCount : m_desc.previewCount;
   if (own && !LoadLocations(own, ownCount)) return 0;
