@@ -203,11 +203,14 @@ class GEShader {
   // Size of the still being captured.
   int m_nImgW = 0, m_nImgH = 0;
 
- private:
-  friend class GEOwnedBase;
+  // What every capture walk does first: the refusals, then the still's size
+  // stored. Fetch asks the service for one rectangle of the still.
+  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
   bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
              unsigned y, unsigned w, unsigned h);
-  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
+
+ private:
+  friend class GEOwnedBase;
 
   pe::LogModule* m_pLog;
   GEOwnedBase* m_pOwned = nullptr;

@@ -54,6 +54,11 @@ bool QueryDisplaySize(int* width, int* height);
 // Overrides the display size (host API; 0 x 0 restores the default).
 void SetDisplaySize(int width, int height);
 
+// The bound below which the manager accepts effect numbers: fallback unless
+// POSTEFFECT_EFFECT_COUNT holds a number from 1 to 99 (19 reaches every
+// effect).
+unsigned EffectCount(unsigned fallback);
+
 // Asset directory (trailing slash), override directory ("" when none),
 // dump directory.
 std::string AssetDir();
