@@ -218,22 +218,6 @@ bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& 
   });
 }
 
-void GEBlurShader::ExtendToEdges(unsigned x, unsigned y, unsigned w, unsigned h, int W, int H) {
-  unsigned char* data = static_cast<unsigned char*>(m_pSrcTexture->m_pData);
-  const unsigned allocW = m_pSrcTexture->GetAllocWidth();
-  const unsigned texH = m_pSrcTexture->GetHeight();
-  if (!data || !w || !h || w > allocW || h > texH) return;
-  const size_t pitch = static_cast<size_t>(allocW) * 4;
-  if (x + w == static_cast<unsigned>(W))
-    for (unsigned r = 0; r < h; ++r) {
-      unsigned char* row = data + r * pitch;
-      for (unsigned c = w; c < allocW; ++c) std::memcpy(row + 4 * c, row + 4 * (w - 1), 4);
-    }
-  if (y + h == static_cast<unsigned>(H))
-    for (unsigned r = h; r < texH; ++r)
-      std::memcpy(data + r * pitch, data + (h - 1) * pitch, pitch);
-}
-
 bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, int H) {
   if (!CheckCapture(func, dst, W, H)) return false;
   PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] enter", func);
@@ -247,7 +231,6 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
   }
   PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
          walk.StepY());
-  SetupPixelStep(walk.StepX(), walk.StepY());
   m_nOverlapX = m_nOverlapY = 0;
   unsigned char* block = static_cast<unsigned char*>(m_pSrcTexture->m_pData);
   const float fw = static_cast<float>(allocW), fh = static_cast<float>(texH);
@@ -267,8 +250,10 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
             static_cast<float>(b.top + b.coreH) / b.fh);
     Corners(m_fGlobalCoord, static_cast<float>(b.bx) / W, static_cast<float>(b.by) / H,
             static_cast<float>(b.bx + b.bw) / W, static_cast<float>(b.by + b.bh) / H);
-    if (Fetch(func, block, allocW, texH, b.x0, b.y0, b.fw, b.fh))
-      ExtendToEdges(b.x0, b.y0, b.fw, b.fh, W, H);
+    // The vertical pass steps through the blurred rectangle, so its step is
+    // rescaled to stay the same share of the picture in every block.
+    SetupPixelStep(walk.StepX(), walk.StepY() * texH / b.fh);
+    Fetch(func, block, allocW, texH, b.x0, b.y0, b.fw, b.fh);
     ProcBlock(0, 0, W, H);
     BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.bx, b.by, b.bw, b.bh);
   }
@@ -313,8 +298,7 @@ bool GEBlurShader::RunOverlapCapture(const char* func, unsigned char* dst, int W
     std::memcpy(m_fBlurCoord, m_fTexCoord, sizeof(m_fBlurCoord));
     PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d",
            func, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
-    if (Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h))
-      ExtendToEdges(b.x, b.y, b.w, b.h, W, H);
+    Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h);
     ProcBlock(0, 0, W, H);
     BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.x, b.y, b.w, b.h);
     walk.Advance();

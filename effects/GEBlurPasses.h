@@ -110,9 +110,6 @@ class GEBlurShader : public GEShader {
  private:
   bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                       const char* fboLine);
-  // A block cut by the picture's right or bottom edge repeats that edge over
-  // the rest of the source, as the preview's texture edge does.
-  void ExtendToEdges(unsigned x, unsigned y, unsigned w, unsigned h, int W, int H);
 
   pe::LogModule* m_pBlurLog;
 };
