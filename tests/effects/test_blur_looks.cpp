@@ -148,6 +148,30 @@ TEST_P(BlurLooksModel, PreviewAndCaptureMatchTheModel) {
   RecordProperty("seam_pixels_off", std::to_string(d.seamOff) + "/" + std::to_string(d.seam));
 }
 
+// Without the host setting the sketches stay behind the manager's bound:
+// refused, with the frame and the still left as they were.
+class BlurLooksBound : public PublicService {
+ protected:
+  void SetUp() override {
+    unsetenv("POSTEFFECT_EFFECT_COUNT");
+    PublicService::SetUp();
+  }
+};
+
+TEST_F(BlurLooksBound, SketchesAreRefusedUnlessTheHostRaisesTheBound) {
+  const Nv21 frame = ref::MakeFrame(640, 480, 81), big = ref::MakeFrame(1280, 960, 82);
+  SharedNv21 shm(640, 480), still(1280, 960);
+  for (const char* code : {"I", "J"}) {
+    ASSERT_EQ(Params(std::string("GPU-effect=") + code), 0);
+    ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+    EXPECT_EQ(Preview(shm, frame, 2).data, frame.data) << code;
+    EXPECT_EQ(Capture(still, big), 3) << code;
+    EXPECT_EQ(still.Get().data, big.data) << code;
+  }
+  EXPECT_TRUE(m_log.Contains("index 17 should less than 17"));
+  EXPECT_TRUE(m_log.Contains("index 18 should less than 17"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Looks, BlurLooksModel,
                          ::testing::Combine(::testing::ValuesIn(kLooks),
                                             ::testing::ValuesIn(kSizes)),
