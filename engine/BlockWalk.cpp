@@ -94,7 +94,11 @@ ApronBlockWalk::ApronBlockWalk(unsigned imgW, unsigned imgH, unsigned texW, unsi
       m_allocW(allocW),
       m_coreW(static_cast<int>(texW) - static_cast<int>(kTrim)),
       m_coreH(static_cast<int>(texH) - static_cast<int>(kTrim)) {
-  for (int i = 0; i < 4; ++i) m_crop[i] = crop[i];
+  // The crop comes from the caller: anything but fractions of the picture
+  // stands for the whole of it, so no product below can overflow.
+  static const float kWhole[4] = {0, 0, 1, 1};
+  for (int i = 0; i < 4; ++i)
+    m_crop[i] = std::isfinite(crop[i]) && crop[i] >= 0 && crop[i] <= 1 ? crop[i] : kWhole[i];
   if (!Valid()) return;
   m_cols = (imgW + m_coreW - 1) / m_coreW;
   m_rows = (imgH + m_coreH - 1) / m_coreH;

@@ -130,8 +130,10 @@ TEST_P(BlurLooksModel, PreviewAndCaptureMatchTheModel) {
     ASSERT_EQ(Params(look.Params()), 0);
   }
 
-  if (w != 1280) return;
   // A 4000 x 3000 still in blocks behind the preview: no seam between them.
+  // The sketches share all but their last pass, which the previews cover,
+  // so one of them is captured.
+  if (w != 1280 || look.number == 17) return;
   SharedNv21 still(4000, 3000);
   const Nv21 big = ref::MakeFrame(4000, 3000, 70 + look.number);
   ASSERT_EQ(Capture(still, big), 0);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <vector>
 
 #include "BlockWalk.h"
@@ -187,9 +188,14 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
   EXPECT_EQ(last.fh, 3000u - 2576u);
 }
 
-TEST(ApronBlockWalk, ASourceWithoutRoomForTheApronIsRefused) {
+TEST(ApronBlockWalk, NoRoomForTheApronOrAWildCropIsHandled) {
   EXPECT_FALSE(pe::ApronBlockWalk(4000, 3000, 176, 144, 192, kWhole).Valid());
   EXPECT_EQ(pe::ApronBlockWalk(4000, 3000, 192, 480, 192, kWhole).MaxRuns(), 0u);
+  // A caller's crop that is no fraction of the picture places as the whole.
+  const float wild[4] = {0.f, -3.f, 1e30f, NAN};
+  const pe::ApronBlock b = pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, wild).Place(5);
+  EXPECT_EQ(b.x0, pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, kWhole).Place(5).x0);
+  EXPECT_EQ(b.coreH, 528u);
 }
 
 TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {

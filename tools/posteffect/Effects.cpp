@@ -34,7 +34,7 @@ const std::vector<EffectInfo>& Effects() {
        "centre x,y and a point on the edge of the sharp area",
        {100, 0, 0, 0},
        true,
-       0.2,
+       0.3,
        0},
       {3, '3', "Distortion", "level 0..100: 0 bulge, 33 none, 100 pinch",
        "centre x,y (the second point is unused)", kZero, true, 0, 0},
