@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <ostream>
 #include <string>
 #include <tuple>
 
@@ -34,9 +35,11 @@ const Look kLooks[] = {
     {17, "I", -1, ""},
     {18, "J", -1, ""},
 };
+void PrintTo(const Look& look, std::ostream* os) { *os << "effect " << look.number; }
 struct Size {
   int w, h;
 };
+void PrintTo(const Size& size, std::ostream* os) { *os << size.w << "x" << size.h; }
 const Size kSizes[] = {{640, 480}, {1280, 720}, {720, 480}};
 
 // A display point mapped into a w x h viewport, as the manager does.
