@@ -13,13 +13,24 @@ function(pe_embed_shaders target header)
   target_include_directories(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/generated")
 endfunction()
 
-# pe_validate_shaders(<name> <vert> <frag> [DEFINES d1 d2 ...]): a CTest that
-# compiles and links the pair with glslangValidator, once plain and once per
-# define.
+# pe_validate_shaders(<name> <vert> <frag> [PRELUDE file] [DEFINES d1 d2 ...]):
+# a CTest that compiles and links the pair with glslangValidator, once plain
+# and once per define. A family's shared GLSL (PRELUDE) is put into the
+# fragment source the way the library composes it before it is checked.
 find_program(PE_GLSLANG glslangValidator)
 function(pe_validate_shaders name vert frag)
-  cmake_parse_arguments(V "" "" "DEFINES" ${ARGN})
+  cmake_parse_arguments(V "" "PRELUDE" "DEFINES" ${ARGN})
   if(NOT PE_GLSLANG OR NOT PE_BUILD_TESTS)
+    return()
+  endif()
+  if(V_PRELUDE)
+    set(run ${CMAKE_COMMAND} -DGLSLANG=${PE_GLSLANG} -DVERT=${vert} -DFRAG=${frag}
+        -DPRELUDE=${V_PRELUDE} -DOUT=${CMAKE_CURRENT_BINARY_DIR}/glsl/${name}.frag
+        -P ${PROJECT_SOURCE_DIR}/cmake/ValidatePrelude.cmake)
+    add_test(NAME glsl_${name} COMMAND ${run})
+    foreach(d ${V_DEFINES})
+      add_test(NAME glsl_${name}_${d} COMMAND ${run} -DDEFINE=${d})
+    endforeach()
     return()
   endif()
   add_test(NAME glsl_${name} COMMAND ${PE_GLSLANG} -l ${vert} ${frag})

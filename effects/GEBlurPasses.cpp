@@ -45,18 +45,22 @@ const float kSketchKernel[kTaps] = {0.008847f, 0.018216f, 0.033562f, 0.055335f, 
 
 namespace {
 
-const GLProgram::Location kBlurLocations[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
+const GLProgram::Location kBlurUniforms[] = {
     {GLProgram::kUniform, GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, "u_fGaussian",
      "m_pnUniLoc[UNIFORM_GAUSSIAN_KERNEL]"},
     {GLProgram::kUniform, GLProgBlurPass::UNIFORM_PIXEL_SHIFT, "u_fPixelShift",
      "m_pnUniLoc[UNIFORM_PIXEL_SHIFT]"},
 };
-const GLProgDesc kBlur =
-    MakeProgDesc(kShader_blur_vert, kShader_blur_frag, nullptr, kBlurLocations);
+// The blur reads the raw YUV source: its locations without the matrix.
+const GLProgDesc kBlur = {kShader_blur_vert,
+                          kShader_blur_frag,
+                          nullptr,
+                          kSourceLocations,
+                          3,
+                          kBlurUniforms,
+                          2,
+                          kBlurUniforms,
+                          2};
 
 // Tap offsets in the order the blur shader pairs them with the weights.
 const int kTapOrder[pe::blur::kShifts] = {-5, -4, -3, -2, -1, 1, 2, 3, 4, 5, -6, -7, 6, 7};

@@ -13,18 +13,12 @@ PE_LOG_MODULE("GEShaderVignette");
 namespace {
 
 const GLProgram::Location kCommon[] = {
-    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
-    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
-     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
     {GLProgram::kUniform, GLProgVignette::UNIFORM_CENTER, "u_center",
      "m_nUniformLoc[UNIFORM_CENTER]"},
     {GLProgram::kUniform, GLProgVignette::UNIFORM_RADIUS, "u_fRadius",
      "m_nUniformLoc[UNIFORM_RADIUS]"},
     {GLProgram::kUniform, GLProgVignette::UNIFORM_SCREEN_RATIO, "u_fScreenRatio",
      "m_nUniformLoc[UNIFORM_SCREEN_RATIO]"},
-    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
 };
 const GLProgram::Location kPreview[] = {
     {GLProgram::kUniform, GLProgVignette::UNIFORM_CROP, "u_crop", "m_nUniformLoc[UNIFORM_CROP]"},
@@ -33,8 +27,8 @@ const GLProgram::Location kLarge[] = {
     {GLProgram::kAttrib, GLProgVignette::ATTRIB_GLOBAL_TEX_COORD, "a_globalTexCoord",
      "m_nAttribLoc[ATTRIB_GLOBAL_TEX_COORD]"},
 };
-const GLProgDesc kVignette =
-    MakeProgDesc(kShader_vignette_vert, kShader_vignette_frag, nullptr, kCommon, kPreview, kLarge);
+const GLProgDesc kVignette = WithSource(
+    MakeProgDesc(kShader_vignette_vert, kShader_vignette_frag, nullptr, kCommon, kPreview, kLarge));
 
 }  // namespace
 

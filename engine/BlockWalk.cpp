@@ -56,6 +56,40 @@ CropBlockWalk::CropBlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsig
   m_cols = procW ? (imgW + procW - 1) / procW : 0;
 }
 
+namespace {
+
+// One axis of a crop block: a block n pixels long reads the source from
+// `exact` at `scale` source pixels per output pixel. Returns the fetched
+// origin and length, cut to the buffer (limit) and the picture; near is the
+// exact origin's offset into the fetched span. Unstretched, the block reads
+// whole pixels from the truncated origin; stretched, it reads between pixels,
+// so the fetch keeps a border on both sides, starts on an even pixel (chroma
+// pairs) and is as long as the copy routine fills exactly (align).
+struct Span {
+  long start, length;
+  float near;
+};
+
+Span CropSpan(double exact, unsigned n, float scale, long align, long limit, long picture,
+              bool evenStart) {
+  long start = static_cast<long>(exact);
+  if (evenStart && start % 2) ++start;
+  long length = (static_cast<long>(n * scale) + align - 1) / align * align;
+  float near = 0.f;
+  if (scale < 1.f) {
+    constexpr long kBorder = 2;
+    start = std::max(0L, start - kBorder) & ~1L;
+    near = static_cast<float>(exact - static_cast<double>(start));
+    const long reach =
+        static_cast<long>(std::ceil(near + n * static_cast<double>(scale))) + kBorder;
+    const long a = std::max(align, 2L);
+    length = (reach + a - 1) / a * a;
+  }
+  return Span{start, std::min({length, limit, picture - start}), near};
+}
+
+}  // namespace
+
 CropBlock CropBlockWalk::Place(unsigned run) const {
   CropBlock b{};
   if (!m_cols || !m_rows) return b;
@@ -64,24 +98,80 @@ CropBlock CropBlockWalk::Place(unsigned run) const {
   const unsigned w = (std::min(m_procW, m_imgW - x0) + 31) / 32 * 32;
   const unsigned h = std::min(m_procH, m_imgH - y0);
   const float xc = m_crop[0], yc = m_crop[1], wc = m_crop[2], hc = m_crop[3];
-  b.out =
-      BlockRect{x0, y0, w, h, m_allocW ? wc * w / m_allocW : 0.f, m_procH ? hc * h / m_procH : 0.f};
-  // Truncations as the arithmetic has always been done; x is kept even so
-  // the chroma pairs of the source stay aligned.
-  long sx = static_cast<long>(m_imgW * xc + x0 * wc);
-  if (sx % 2) ++sx;
-  const long sy = static_cast<long>(m_imgH * yc + y0 * hc);
-  long sw = (static_cast<long>(w * wc) + 31) & ~31L;
-  long sh = static_cast<long>(h * hc);
-  // A crop past the picture or a rectangle wider than the block buffer must
-  // not reach the still's copy routine: the rectangle is cut to both.
-  sw = std::min({sw, static_cast<long>(m_allocW), static_cast<long>(m_imgW) - sx});
-  sh = std::min({sh, static_cast<long>(m_procH), static_cast<long>(m_imgH) - sy});
-  if (sx < 0 || sy < 0 || sw <= 0 || sh <= 0) return b;
-  b.sx = static_cast<unsigned>(sx);
-  b.sy = static_cast<unsigned>(sy);
-  b.sw = static_cast<unsigned>(sw);
-  b.sh = static_cast<unsigned>(sh);
+  // x stays even so the source's chroma pairs stay aligned; a rectangle
+  // wider than the block buffer or past the picture never reaches the still's
+  // copy routine.
+  const Span sx = CropSpan(static_cast<double>(m_imgW) * xc + static_cast<double>(x0) * wc, w, wc,
+                           32, static_cast<long>(m_allocW), static_cast<long>(m_imgW), true);
+  const Span sy = CropSpan(static_cast<double>(m_imgH) * yc + static_cast<double>(y0) * hc, h, hc,
+                           1, static_cast<long>(m_procH), static_cast<long>(m_imgH), false);
+  b.out = BlockRect{x0, y0, w, h, 0.f, 0.f};
+  b.out.s0 = m_allocW ? sx.near / m_allocW : 0.f;
+  b.out.t0 = m_procH ? sy.near / m_procH : 0.f;
+  b.out.s1 = b.out.s0 + (m_allocW ? wc * w / m_allocW : 0.f);
+  b.out.t1 = b.out.t0 + (m_procH ? hc * h / m_procH : 0.f);
+  if (sx.start < 0 || sy.start < 0 || sx.length <= 0 || sy.length <= 0) return b;
+  b.sx = static_cast<unsigned>(sx.start);
+  b.sy = static_cast<unsigned>(sy.start);
+  b.sw = static_cast<unsigned>(sx.length);
+  b.sh = static_cast<unsigned>(sy.length);
+  return b;
+}
+
+DotGridWalk::DotGridWalk(unsigned imgW, unsigned imgH, double dot)
+    : m_imgW(imgW), m_imgH(imgH), m_dot(std::max(dot, 1.0)) {
+  // Sixteen dots a block, but never a block so small that tiny dots multiply
+  // the runs.
+  m_edge = std::max(16.0 * m_dot, 32.0);
+  m_margin = static_cast<unsigned>(m_dot / 2) + 2;
+  // Holds a block (at most the edge plus 2) with both margins and the
+  // rounding of the fetch to 32.
+  m_n = (static_cast<unsigned>(m_edge + m_dot) + 95) & ~31u;
+  m_cols = static_cast<unsigned>(std::ceil(imgW / m_edge));
+  m_rows = static_cast<unsigned>(std::ceil(imgH / m_edge));
+}
+
+unsigned DotGridWalk::Edge(unsigned i, unsigned count, unsigned size) const {
+  if (i >= count) return size;
+  // The grid line nearest to the multiple of the block edge, moved to the
+  // next even pixel so that chroma pairs stay whole.
+  const unsigned e = (static_cast<unsigned>(i * m_edge + 0.5) + 1) & ~1u;
+  return std::min(e, size);
+}
+
+DotBlock DotGridWalk::Place(unsigned run) const {
+  DotBlock b{};
+  if (!m_cols || !m_rows || run >= MaxRuns()) return b;
+  const unsigned c = run % m_cols, r = run / m_cols;
+  b.x = Edge(c, m_cols, m_imgW);
+  b.y = Edge(r, m_rows, m_imgH);
+  b.w = Edge(c + 1, m_cols, m_imgW) - b.x;
+  b.h = Edge(r + 1, m_rows, m_imgH) - b.y;
+  if (b.Empty()) return b;
+  // Fetched widths are multiples of 32, as the still's copy routine fills
+  // whole groups of pixels and pads the rest of the buffer with each row's
+  // last pixel; at the right edge the rectangle moves left instead.
+  auto fetch = [this](unsigned start, unsigned len, unsigned size, unsigned round, unsigned* from,
+                      unsigned* count) {
+    *from = (start > m_margin ? start - m_margin : 0) & ~1u;
+    const unsigned end = std::min(size, start + len + m_margin);
+    *count = std::min((end - *from + round - 1) / round * round, m_n);
+    if (*count > size) {
+      *from = 0;
+      *count = size;
+    } else if (*from + *count > size) {
+      *from = size - *count;
+    }
+  };
+  fetch(b.x, b.w, m_imgW, 32, &b.fx, &b.fw);
+  fetch(b.y, b.h, m_imgH, 2, &b.fy, &b.fh);
+  auto cells = [this](unsigned start, unsigned len, unsigned* first, unsigned* count) {
+    *first = static_cast<unsigned>((start + 0.5) / m_dot);
+    const unsigned last = static_cast<unsigned>((start + len - 0.5) / m_dot);
+    *count = last - *first + 1;
+  };
+  cells(b.x, b.w, &b.cellX, &b.cellsW);
+  cells(b.y, b.h, &b.cellY, &b.cellsH);
   return b;
 }
 

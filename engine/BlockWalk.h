@@ -8,6 +8,9 @@ namespace pe {
 struct BlockRect {
   unsigned x, y, w, h;
   float s1, t1;  // far texture coordinates of the block in the source texture
+  // Near texture coordinates: 0 but where a border was fetched around the
+  // block's source.
+  float s0 = 0.f, t0 = 0.f;
 };
 
 class BlockWalk {
@@ -37,7 +40,10 @@ class BlockWalk {
 // The crop-aware walk: blocks of the processing size from the picture's
 // origin, widths rounded up to 32 without moving the block back (the last
 // column may reach past the picture), each fed from the crop's part of the
-// picture so that the crop is stretched over the whole output.
+// picture so that the crop is stretched over the whole output. A stretched
+// axis samples between source pixels, so there the source is fetched with a
+// small border and the block's coordinates start at the exact, untruncated
+// source position: neighbouring blocks then join without a seam.
 struct CropBlock {
   BlockRect out;            // where the block goes; s1, t1 scaled by the crop
   unsigned sx, sy, sw, sh;  // the source rectangle the block is filled from
@@ -58,6 +64,47 @@ class CropBlockWalk {
   unsigned m_imgW, m_imgH, m_procW, m_procH, m_allocW;
   float m_crop[4];
   unsigned m_rows, m_cols;
+};
+
+// The dot effect's capture walk. Blocks hold about 16 x 16 dots and their
+// edges follow the dot grid; each block is rendered from a private buffer of
+// n x n pixels that holds the block plus a margin of half a dot on every
+// side, so that a dot cut by a block edge still reads its colour from its
+// own centre and the grid runs on without a seam. n depends only on the dot
+// size, never on the still.
+struct DotBlock {
+  unsigned x, y, w, h;      // block in the still; x and y even (chroma pairs)
+  unsigned fx, fy, fw, fh;  // rectangle of the still fetched to the buffer's top left
+  unsigned cellX, cellY;    // first dot cell the block touches
+  unsigned cellsW, cellsH;  // dot cells the block touches
+  bool Empty() const { return w == 0 || h == 0; }
+};
+
+class DotGridWalk {
+ public:
+  // dot: the dot size in still pixels; below one pixel it is taken as one.
+  DotGridWalk(unsigned imgW, unsigned imgH, double dot);
+
+  double Dot() const { return m_dot; }
+  // Edge of the private buffer and of the size-down texture.
+  unsigned BufferSize() const { return m_n; }
+  // Pixels the fetched rectangle reaches past the block on each side; at the
+  // still's right and bottom edges the buffer is padded by as many copies of
+  // the last column or row.
+  unsigned Margin() const { return m_margin; }
+  unsigned Rows() const { return m_rows; }
+  unsigned Cols() const { return m_cols; }
+  unsigned MaxRuns() const { return m_rows * m_cols; }
+  // Block number run, left to right, then top to bottom.
+  DotBlock Place(unsigned run) const;
+
+ private:
+  // Start of block row or column i of count along a side of size.
+  unsigned Edge(unsigned i, unsigned count, unsigned size) const;
+
+  unsigned m_imgW, m_imgH;
+  double m_dot, m_edge;
+  unsigned m_n, m_margin, m_rows, m_cols;
 };
 
 }  // namespace pe

@@ -312,7 +312,8 @@ bool GEShader::RunPreview(const char* func, unsigned a, unsigned b, int w, int h
 }
 
 void GEShader::OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s1, float t1) {
-  const float local[8] = {0, t1, 0, 0, s1, 0, s1, t1};
+  const float s0 = m_fBlockOrigin[0], t0 = m_fBlockOrigin[1];
+  const float local[8] = {s0, t1, s0, t0, s1, t0, s1, t1};
   const float W = static_cast<float>(m_nImgW), H = static_cast<float>(m_nImgH);
   const float x0 = x / W, x1 = (x + w) / W, y0 = y / H, y1 = (y + h) / H;
   const float global[8] = {x0, y1, x0, y0, x1, y0, x1, y1};
@@ -371,6 +372,7 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
     m_uRgnH = b.h;
     m_uWidth = b.w;
     m_uHeight = b.h;
+    m_fBlockOrigin[0] = m_fBlockOrigin[1] = 0.f;
     OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
     Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h);
     ProcBlock(0, 0, W, H);
@@ -398,6 +400,8 @@ bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H
     m_uStartY = b.out.y;
     m_uRgnW = m_uWidth = b.out.w;
     m_uRgnH = m_uHeight = b.out.h;
+    m_fBlockOrigin[0] = b.out.s0;
+    m_fBlockOrigin[1] = b.out.t0;
     OnBlock(b.out.x, b.out.y, b.out.w, b.out.h, b.out.s1, b.out.t1);
     if (b.HasSource()) Fetch(func, block, allocW, procH, b.sx, b.sy, b.sw, b.sh);
     ProcBlock(0, 0, W, H);

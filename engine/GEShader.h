@@ -109,6 +109,9 @@ class GEShader {
   // dst (Y plane, chroma plane at dst + W x H). SetBlockCoords receives each
   // block before it is fetched and drawn.
   bool RunCapture(const char* func, unsigned char* dst, int W, int H);
+  // The refusals every capture shares (not initialised, preview mode, no
+  // converter, no still); records the still's size.
+  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
   // Capture honouring the crop: blocks placed from the picture's origin
   // without the right-edge move, each filled from the cropped source area and
   // stretched over its block.
@@ -202,16 +205,16 @@ class GEShader {
   float m_fGlobalCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   // Size of the still being captured.
   int m_nImgW = 0, m_nImgH = 0;
+  // Near texture coordinates of the current block (non-zero where the
+  // crop-aware walk fetched a border around it).
+  float m_fBlockOrigin[2] = {0, 0};
 
-  // What every capture walk does first: the refusals, then the still's size
-  // stored. Fetch asks the service for one rectangle of the still.
-  bool CheckCapture(const char* func, unsigned char* dst, int W, int H);
+  // Asks the service for one rectangle of the still.
   bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
              unsigned y, unsigned w, unsigned h);
 
  private:
   friend class GEOwnedBase;
-
   pe::LogModule* m_pLog;
   GEOwnedBase* m_pOwned = nullptr;
   GEOwnedBase** m_ppOwnedTail = &m_pOwned;

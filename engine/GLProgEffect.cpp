@@ -8,6 +8,15 @@
 
 PE_LOG_MODULE("GLProgEffect");
 
+const GLProgram::Location kSourceLocations[4] = {
+    {GLProgram::kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
+    {GLProgram::kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
+    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "s_texture0",
+     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
+    {GLProgram::kSampler, GLProgram::SAMPLER_MAT_YUV2RGB, "u_mat_yuv2rgb",
+     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+};
+
 unsigned GLProgEffect::Load() { return LoadWith(m_desc.fragment); }
 
 unsigned GLProgEffect::LoadWith(const char* fragment) {
@@ -20,7 +29,8 @@ unsigned GLProgEffect::LoadWith(const char* fragment) {
     return 0;
   }
   LOGI("[%s] get locations", "Load");
-  if (!LoadLocations(m_desc.common, m_desc.commonCount)) return 0;
+  if (m_desc.withSource && !LoadLocations(kSourceLocations, 4)) return 0;
+  if (m_desc.common && !LoadLocations(m_desc.common, m_desc.commonCount)) return 0;
   const GLProgram::Location* own = m_bLarge ? m_desc.large : m_desc.preview;
   const size_t ownCount = m_bLarge ? m_desc.largeCount : m_desc.previewCount;
   if (own && !LoadLocations(own, ownCount)) return 0;

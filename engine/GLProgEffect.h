@@ -18,6 +18,9 @@ struct GLProgDesc {
   size_t previewCount;
   const GLProgram::Location* large;
   size_t largeCount;
+  // The source-drawing locations (kSourceLocations) looked up before the
+  // tables, so that programs drawing the source do not each list them.
+  bool withSource = false;
 };
 
 // A program described by a GLProgDesc. Each effect's program classes are thin
@@ -37,6 +40,16 @@ class GLProgEffect : public GLProgram {
   const GLProgDesc& m_desc;
   bool m_bLarge;
 };
+
+// The locations of a program that draws the source through the YUV-to-RGB
+// matrix: quad, texture coordinates, input sampler (slot 0), then the matrix.
+// A program without the matrix takes the first three.
+extern const GLProgram::Location kSourceLocations[4];
+
+constexpr GLProgDesc WithSource(GLProgDesc desc) {
+  desc.withSource = true;
+  return desc;
+}
 
 // Builds a GLProgDesc from arrays, so a table's size is never written twice.
 template <size_t C, size_t P, size_t L>

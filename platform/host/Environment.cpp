@@ -63,6 +63,16 @@ unsigned EffectCount(unsigned fallback) {
   return fallback;
 }
 
+int MaxTextureSize() {
+  GLint limit = 0;
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);
+  if (const char* env = NonEmptyEnv("POSTEFFECT_MAX_TEXTURE_SIZE")) {
+    const long lowered = std::strtol(env, nullptr, 10);
+    if (lowered > 0 && lowered < limit) limit = static_cast<GLint>(lowered);
+  }
+  return limit;
+}
+
 std::string AssetDir() {
   if (const char* env = NonEmptyEnv("POSTEFFECT_ASSET_DIR")) return WithSlash(env);
   if (IsDirectory(PE_INSTALLED_ASSET_DIR)) return PE_INSTALLED_ASSET_DIR;

@@ -120,7 +120,7 @@ TEST_F(Service, ManagerLifecycleFollowsEffectSizeAndCaptures) {
 }
 
 TEST_F(Service, AFailedCaptureLeavesTheStillUntouched) {
-  ASSERT_EQ(Params("GPU-effect=5"), 0);  // a number with no effect built
+  ASSERT_EQ(Params("GPU-effect=I"), 0);  // 17: refused by the manager's bound
   ASSERT_EQ(m_fx->startPreview(640, 480), 0);
   SharedNv21 still(1280, 960);
   const Nv21 big = pe::ref::MakeFrame(1280, 960, 51);

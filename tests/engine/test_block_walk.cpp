@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 #include "BlockWalk.h"
@@ -118,21 +119,30 @@ TEST(CropBlockWalk, FullCropKeepsBlocksInPlaceAndCutsSourcesToThePicture) {
   EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
 }
 
-TEST(CropBlockWalk, HalfCropReadsHalfTheSourceFromTheCropOrigin) {
+TEST(CropBlockWalk, HalfCropReadsHalfTheSourceWithABorderAndNoTruncation) {
   const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
   pe::CropBlockWalk walk(2560, 1440, 1280, 720, 1280, half);
   const pe::CropBlock b = walk.Place(3);  // second row, second column
   EXPECT_EQ(b.out.x, 1280u);
   EXPECT_EQ(b.out.y, 720u);
-  EXPECT_EQ(b.sx, 640u + 640u);
-  EXPECT_EQ(b.sy, 360u + 360u);
-  EXPECT_EQ(b.sw, 640u);
-  EXPECT_EQ(b.sh, 360u);
-  EXPECT_FLOAT_EQ(b.out.s1, 0.5f);
-  EXPECT_FLOAT_EQ(b.out.t1, 0.5f);
-  // An odd source x is moved to the next even column.
-  const float odd[4] = {0.5f, 0, 0.5f, 1};
-  EXPECT_EQ(pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0).sx, 642u);
+  // A border of two pixels before and after the crop's source, so bilinear
+  // reads at the block's edges find real pixels; widths in whole groups of
+  // 32 (what the copy routine fills exactly), heights in row pairs.
+  EXPECT_EQ(b.sx, 640u + 640u - 2u);
+  EXPECT_EQ(b.sy, 360u + 360u - 2u);
+  EXPECT_EQ(b.sw, 672u);
+  EXPECT_EQ(b.sh, 364u);
+  EXPECT_FLOAT_EQ(b.out.s0, 2.f / 1280);
+  EXPECT_FLOAT_EQ(b.out.s1, 2.f / 1280 + 0.5f);
+  EXPECT_FLOAT_EQ(b.out.t0, 2.f / 720);
+  EXPECT_FLOAT_EQ(b.out.t1, 2.f / 720 + 0.5f);
+  // A crop origin between pixels: the fetch starts at an even column and the
+  // block's coordinates carry the exact position, so blocks join smoothly.
+  const float odd[4] = {0.3f, 0, 0.5f, 1};
+  const pe::CropBlock o = pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0);
+  EXPECT_EQ(o.sx % 2, 0u);
+  EXPECT_EQ(o.sy % 2, 0u);
+  EXPECT_NEAR(o.sx + o.out.s0 * 1280, 1282 * 0.3, 1e-3);
 }
 
 TEST(CropBlockWalk, CropsBeyondThePictureOrTheBufferNeverYieldAnOutsideRectangle) {
@@ -142,6 +152,59 @@ TEST(CropBlockWalk, CropsBeyondThePictureOrTheBufferNeverYieldAnOutsideRectangle
   const pe::CropBlock b = pe::CropBlockWalk(5120, 2880, 1280, 720, 1280, wide).Place(0);
   EXPECT_LE(b.sw, 1280u);
   EXPECT_LE(b.sh, 720u);
+}
+
+class DotGridWalkCover : public ::testing::TestWithParam<std::tuple<unsigned, unsigned, double>> {};
+
+// Every pixel lies in one block; every dot a block touches is read at its
+// centre (with its bilinear neighbour) inside the fetched rectangle, or past
+// the still's edge where the copy routine pads; nothing outgrows the buffer.
+TEST_P(DotGridWalkCover, EachDotIsReadFromItsCentreInsideTheFetch) {
+  const unsigned W = std::get<0>(GetParam()), H = std::get<1>(GetParam());
+  const pe::DotGridWalk walk(W, H, std::get<2>(GetParam()));
+  const unsigned n = walk.BufferSize();
+  const double s = walk.Dot();
+  std::vector<unsigned char> cover(static_cast<size_t>(W) * H, 0);
+  auto reads = [s](unsigned first, unsigned count, unsigned from, unsigned len, unsigned size) {
+    for (unsigned k = first; k < first + count; ++k) {
+      const double lo = std::floor((k + 0.5) * s - 0.5);
+      if (lo < from && lo >= 0) return false;
+      if (lo + 1 >= from + len && from + len < size) return false;
+    }
+    return true;
+  };
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const pe::DotBlock b = walk.Place(run);
+    if (b.Empty()) continue;
+    ASSERT_EQ(b.x % 2 + b.y % 2, 0u);
+    ASSERT_LE(b.fx + b.fw, W);
+    ASSERT_LE(b.fy + b.fh, H);
+    ASSERT_TRUE(b.fw % 32 == 0 || b.fw == W) << b.fw;
+    ASSERT_LE(b.fw, n);
+    ASSERT_LE(b.fh, n);
+    ASSERT_LE(b.cellsW, n);
+    ASSERT_LE(b.cellsH, n);
+    ASSERT_TRUE(reads(b.cellX, b.cellsW, b.fx, b.fw, W)) << "block " << run;
+    ASSERT_TRUE(reads(b.cellY, b.cellsH, b.fy, b.fh, H)) << "block " << run;
+    for (unsigned y = b.y; y < b.y + b.h; ++y)
+      for (unsigned x = b.x; x < b.x + b.w; ++x) ++cover[static_cast<size_t>(y) * W + x];
+  }
+  for (size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 1) << "pixel " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Stills, DotGridWalkCover,
+                         ::testing::Values(std::make_tuple(4000u, 3000u, 72.06),
+                                           std::make_tuple(1920u, 1080u, 7.3),
+                                           std::make_tuple(640u, 480u, 0.25),
+                                           std::make_tuple(500u, 300u, 400.0)));
+
+TEST(DotGridWalk, BlocksFollowTheDotGridAndTheBufferOnlyTheDotSize) {
+  const pe::DotGridWalk walk(4000, 3000, 7.3);  // 16 dots = 116.8 pixels
+  EXPECT_EQ(walk.Place(1).x, 118u);             // 117, moved to the next even pixel
+  EXPECT_EQ(walk.Place(0).w, 118u);
+  EXPECT_EQ(walk.Cols(), 35u);
+  EXPECT_EQ(pe::DotGridWalk(32000, 24000, 7.3).BufferSize(), walk.BufferSize());
+  EXPECT_EQ(walk.BufferSize(), (116u + 7u + 95u) & ~31u);
 }
 
 }  // namespace

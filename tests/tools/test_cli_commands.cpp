@@ -93,7 +93,7 @@ TEST_F(Commands, ApplyHandsAPreviewFrameOverThroughSharedMemory) {
   EXPECT_NE(Fake().params.find("GE-param0=50,0,0,0;GE-param1=960,540,"), std::string::npos)
       << Fake().params;
   EXPECT_EQ(Fake().previewW * 100 + Fake().previewH, 6448);
-  EXPECT_EQ(Fake().cropW * 100 + Fake().cropH, 6448);  // the whole frame unless asked
+  EXPECT_EQ(Fake().cropW, -1);  // no crop handed over unless asked
   EXPECT_EQ(Fake().framesProcessed, 1);
   EXPECT_EQ(Fake().fdMismatches, 0);
   EXPECT_FALSE(Fake().previewing);
@@ -122,12 +122,12 @@ TEST_F(Commands, ApplyCapturesLargePicturesBehindAPreviewSizedService) {
   EXPECT_NE(r.err.find("1280x720 does not fit in the 640x480 picture"), std::string::npos);
 }
 
-TEST_F(Commands, OddPicturesAreCroppedToEvenWithANote) {
+TEST_F(Commands, PicturesAreCroppedToWholeFramesWithANote) {
   std::string error;
-  ASSERT_TRUE(WriteImageFile(Path("odd.png"), TestChart(65, 49), &error));
+  ASSERT_TRUE(WriteImageFile(Path("odd.png"), TestChart(66, 49), &error));
   const Result r = Cli({"apply", "--effect", "0", Path("odd.png"), Path("out.yuv")});
   ASSERT_EQ(r.rc, 0) << r.err;
-  EXPECT_NE(r.err.find("from 65x49 to 64x48"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("from 66x49 to 64x48"), std::string::npos) << r.err;
   EXPECT_EQ(ReadFile(Path("out.yuv")).size(), 64u * 48 * 3 / 2);
 }
 

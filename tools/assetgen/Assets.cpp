@@ -59,9 +59,11 @@ constexpr int kCurveRows = 4;
 
 // Cross-processed slide film: hard red and green, blue lifted in the shadows
 // and held down in the highlights, so shadows go blue and highlights yellow.
+// The black-and-white look weighs the green curve most: its firm S-curve is
+// what makes that look punchy.
 Bitmap CurveCross() {
   return ToneTable(kCurveWidth, kCurveRows, [](double x, double) {
-    return Rgb{Gain(x, 0.72), Bias(Gain(x, 0.62), 0.54), 0.10 + 0.78 * Bias(x, 0.44)};
+    return Rgb{Gain(x, 0.74), Bias(Gain(x, 0.72), 0.53), 0.10 + 0.78 * Bias(x, 0.44)};
   });
 }
 
@@ -78,10 +80,12 @@ Bitmap CurveWarm() {
 }
 
 // Brown toning with a faded black: red above green above blue at every level.
+// Curves act per channel, so colour is muted by flattening them (their slope
+// scales the differences between channels) and the S-curve keeps some punch.
 Bitmap CurveSepia() {
   return ToneTable(kCurveWidth, kCurveRows, [](double x, double) {
-    return Rgb{0.10 + 0.90 * Bias(x, 0.58), 0.06 + 0.80 * Bias(x, 0.52),
-               0.03 + 0.62 * Bias(x, 0.45)};
+    const double s = Gain(x, 0.62);
+    return Rgb{0.20 + 0.76 * s, 0.12 + 0.66 * s, 0.05 + 0.50 * s};
   });
 }
 
@@ -165,7 +169,7 @@ Bitmap DotMask3() { return DotMask(64, 300, true); }
 // linear share keeps some grading in the mid-tones.
 Bitmap ContrastCurveSet() {
   return ToneTable(kCurveWidth, kCurveRows, [](double x, double) {
-    const double y = 0.85 * Smoothstep(0.22, 0.82, x) + 0.15 * Clamp01(x / 0.82);
+    const double y = 0.88 * Smoothstep(0.26, 0.76, x) + 0.12 * Clamp01(x / 0.76);
     return Rgb{y, y, y};
   });
 }
@@ -178,11 +182,11 @@ constexpr int kRampRows = 16;
 Bitmap StylizeColorRamp() {
   return ToneTable(kCurveWidth, kRampRows, [](double x, double v) {
     if (v < 0.3) return Rgb{x, x, x};
-    if (v < 0.7)  // autumn: warm mids, firm blue shadows
-      return Rgb{0.04 + 0.96 * Bias(x, 0.60), Bias(Gain(x, 0.56), 0.52), 0.86 * Gain(x, 0.60)};
-    // faded: teal shadows, cream highlights
-    return Rgb{0.05 + 0.90 * Gain(x, 0.58), 0.04 + 0.94 * Bias(x, 0.53),
-               0.10 + 0.80 * Bias(x, 0.50)};
+    if (v < 0.7)  // autumn: golden mids, warm highlights, firm shadows
+      return Rgb{0.05 + 0.93 * Bias(x, 0.58), 0.02 + 0.94 * Bias(Gain(x, 0.56), 0.52),
+                 0.84 * Gain(x, 0.62)};
+    // teal and amber: blue-green shadows, neutral mids, warm highlights
+    return Rgb{Gain(x, 0.62), 0.05 + 0.91 * Bias(x, 0.52), 0.20 + 0.62 * Bias(x, 0.44)};
   });
 }
 

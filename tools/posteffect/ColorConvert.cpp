@@ -62,8 +62,10 @@ RgbImage Nv21ToRgb(const Nv21Frame& frame) {
   return image;
 }
 
-RgbImage CropToEven(const RgbImage& image) {
-  const int w = image.width & ~1;
+RgbImage CropToEven(const RgbImage& image) { return CropToFrame(image, 2); }
+
+RgbImage CropToFrame(const RgbImage& image, int widthStep) {
+  const int w = image.width / widthStep * widthStep;
   const int h = image.height & ~1;
   if (w == image.width && h == image.height) return image;
   RgbImage out(w, h);

@@ -21,5 +21,7 @@ RgbImage Nv21ToRgb(const Nv21Frame& frame);
 
 // Drops the last column and row where the size is odd.
 RgbImage CropToEven(const RgbImage& image);
+// Width cut to a multiple of widthStep, height to even.
+RgbImage CropToFrame(const RgbImage& image, int widthStep);
 
 }  // namespace pe::cli

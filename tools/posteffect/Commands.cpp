@@ -14,6 +14,8 @@ namespace pe::cli {
 
 namespace {
 
+constexpr int kFrameWidthStep = 4;
+
 constexpr int kMaxPreviewSide = 4096;  // a preview is one texture
 constexpr Size kDefaultChart{1280, 720};
 constexpr Size kDefaultCapturePreview{1280, 720};
@@ -50,7 +52,8 @@ constexpr const char kApplyUsage[] =
     "\n"
     "Runs IN, or the built-in test chart, through one effect and writes OUT. The\n"
     "file type follows the extension: .jpg/.jpeg, .png, or .nv21/.yuv for one raw\n"
-    "NV21 frame. Odd sizes are cropped to even ones. OUT appears only when complete.\n"
+    "NV21 frame. Pictures are cropped to a width in groups of 4 pixels and an even\n"
+    "height. OUT appears only when complete.\n"
     "\n"
     "options:\n";
 
@@ -204,12 +207,15 @@ bool LoadInput(const std::string& path, bool hasSize, Size size, const Context& 
     *error = "'" + path + "' is " + SizeText(image.width, image.height) + ", too small for a frame";
     return false;
   }
-  if (image.width % 2 || image.height % 2) {
+  // The library writes its output planes in groups of four pixels a row, so
+  // a picture is cut to that, and to even rows for NV21.
+  if (image.width % kFrameWidthStep || image.height % 2) {
     Line(ctx.err, "note: cropping '" + path + "' from " + SizeText(image.width, image.height) +
-                      " to " + SizeText(image.width & ~1, image.height & ~1) +
-                      " (NV21 needs even sizes)");
+                      " to " +
+                      SizeText(image.width / kFrameWidthStep * kFrameWidthStep, image.height & ~1) +
+                      " (frames need widths in groups of 4 pixels and even heights)");
   }
-  *frame = RgbToNv21(CropToEven(image));
+  *frame = RgbToNv21(CropToFrame(image, kFrameWidthStep));
   return true;
 }
 
@@ -225,7 +231,10 @@ EffectRequest MakeRequest(const EffectOptions& fx) {
 
 bool ResolveCrop(const EffectOptions& fx, int width, int height, Crop* crop, std::string* error) {
   if (!fx.hasCrop) {
-    *crop = Crop{0, 0, width, height};
+    // No crop handed to the library: effects then keep their own default,
+    // which leaves out the padding columns of a frame whose width is not a
+    // multiple of 32 (a whole-picture crop would reach into them).
+    *crop = Crop{0, 0, 0, 0};
     return true;
   }
   const Crop& c = fx.crop;
@@ -480,7 +489,8 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
   const int factor =
       std::max({1, (source.width + kGalleryTileMax.width - 1) / kGalleryTileMax.width,
                 (source.height + kGalleryTileMax.height - 1) / kGalleryTileMax.height});
-  const Nv21Frame tileFrame = RgbToNv21(CropToEven(BoxDownscale(Nv21ToRgb(source), factor)));
+  const Nv21Frame tileFrame =
+      RgbToNv21(CropToFrame(BoxDownscale(Nv21ToRgb(source), factor), kFrameWidthStep));
   const int tw = tileFrame.width, th = tileFrame.height;
   if (tw < 2 || th < 2) {
     Line(ctx.err, "gallery: the picture is too small for tiles");

@@ -88,6 +88,7 @@ bool Service::Select(const EffectRequest& request, const Crop& crop, std::string
   if (!Check(service_->setParameters(android::String8(ParameterString(request).c_str())),
              "setParameters", error))
     return false;
+  if (crop.w <= 0 || crop.h <= 0) return true;
   return Check(service_->setCrop(crop.x, crop.y, crop.w, crop.h), "setCrop", error);
 }
 

@@ -53,6 +53,9 @@ int CleanBuffer(void* base, size_t size, int offset, int fd);
 bool QueryDisplaySize(int* width, int* height);
 // Overrides the display size (host API; 0 x 0 restores the default).
 void SetDisplaySize(int width, int height);
+// The largest texture edge the current context accepts; a host setting may
+// lower it so that the refusal of oversized stills can be exercised.
+int MaxTextureSize();
 
 // The bound below which the manager accepts effect numbers: fallback unless
 // POSTEFFECT_EFFECT_COUNT holds a number from 1 to 99 (19 reaches every

@@ -1,0 +1,19 @@
+#include "DrawPass.h"
+
+#include "GLFbo.h"
+#include "GLProgram.h"
+
+namespace pe {
+
+bool DrawPass(GLFbo* fbo, int w, int h, GLProgram* prog, const float* texCoords,
+              const std::function<void()>& setUniforms) {
+  if (!fbo || !prog || !fbo->Bind()) return false;
+  glViewport(0, 0, w, h);
+  if (!prog->Use()) return false;
+  if (setUniforms) setUniforms();
+  prog->SetVertexCoord(4, kQuadVertices);
+  prog->SetTextureCoord(2, texCoords);
+  return prog->Draw() != 0;
+}
+
+}  // namespace pe

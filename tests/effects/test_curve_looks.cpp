@@ -1,0 +1,285 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "CurveModel.h"
+#include "PublicService.h"
+
+namespace {
+
+using pe::ref::CurveLook;
+using pe::ref::Nv21;
+using pe::test::SharedNv21;
+
+const char* const kVintageCurves[] = {"CurveCross.bmp", "CurveCold.bmp", "CurveWarm.bmp",
+                                      "CurveSepia.bmp"};
+
+int AllocW(int w) { return (w + 31) / 32 * 32; }
+std::string SystemDir() { return pe::ref::AssetPath(""); }
+
+std::vector<char> ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+void WriteFile(const std::string& path, const std::vector<char>& bytes) {
+  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<long>(bytes.size()));
+}
+
+// An environment variable for the scope of a test; the platform reads the
+// asset directories afresh at every load.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const std::string& value) : m_name(name) {
+    if (const char* old = std::getenv(name)) m_old = old, m_had = true;
+    setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnv() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* m_name;
+  std::string m_old;
+  bool m_had = false;
+};
+
+class TempDir {
+ public:
+  TempDir() {
+    char name[] = "/tmp/pe-curve-XXXXXX";
+    m_path = mkdtemp(name) ? std::string(name) + "/" : std::string();
+  }
+  ~TempDir() {
+    for (const std::string& f : m_files) std::remove((m_path + f).c_str());
+    rmdir(m_path.c_str());
+  }
+  void Put(const std::string& file, const std::vector<char>& bytes) {
+    WriteFile(m_path + file, bytes);
+    m_files.push_back(file);
+  }
+  const std::string& path() const { return m_path; }
+
+ private:
+  std::string m_path;
+  std::vector<std::string> m_files;
+};
+
+// Levels. Where the whiteboard stretches (a crop, or a width whose stride
+// correction meets the crop's), every source sample is a blend of texels
+// whose rounding on the GPU the sharpening, the 0.7 power and the curve's
+// steep middle amplify about threefold.
+constexpr int kTolerance = 3;
+constexpr int kStretchedWhiteboardTolerance = 5;
+
+void ExpectNear(const Nv21& got, const Nv21& want, int tolerance = kTolerance) {
+  const pe::ref::Diff d = pe::ref::Compare(got, want);
+  EXPECT_LE(d.maxY, tolerance) << "worst at " << d.worstX << "," << d.worstY;
+  EXPECT_LE(d.maxUV, tolerance);
+}
+
+// --- Preview through the public interface against the models --------------
+
+enum Effect { kVintage, kContrast, kWhiteboard };
+
+struct Size {
+  int w, h;
+};
+
+class CurvePreview : public pe::test::PublicService,
+                     public ::testing::WithParamInterface<std::tuple<Effect, Size>> {};
+
+// Each look at the plain frame, then with a zoom crop, which the colour
+// looks and the whiteboard follow and the black and white ignores.
+TEST_P(CurvePreview, MatchesTheModelWithAndWithoutACrop) {
+  const Effect effect = std::get<0>(GetParam());
+  const int w = std::get<1>(GetParam()).w, h = std::get<1>(GetParam()).h;
+  const char code = "16B"[effect];
+  ASSERT_EQ(Params(std::string("GPU-effect=") + code), 0);
+  ASSERT_EQ(m_fx->startPreview(w, h), 0);
+  SharedNv21 shm(w, h);
+  const Nv21 frame = pe::ref::MakeFrame(w, h, 70 + effect);
+  const float crop[4] = {static_cast<float>(w / 4) / w, static_cast<float>(h / 4) / h,
+                         static_cast<float>(w / 2) / w, static_cast<float>(h / 2) / h};
+  const pe::ref::TextureModel curve = pe::ref::TextureModel::FromBmp(
+      SystemDir() + "ContrastCurveSet.bmp", pe::ref::TextureModel::kRgb);
+
+  const int looks = effect == kVintage ? 4 : 1;
+  for (int cropped = 0; cropped < 2; ++cropped) {
+    if (cropped) {
+      ASSERT_EQ(m_fx->setCrop(w / 4, h / 4, w / 2, h / 2), 0);
+    }
+    const float* c = cropped ? crop : nullptr;
+    for (int look = 0; look < looks; ++look) {
+      SCOPED_TRACE(testing::Message() << "look " << look << (cropped ? " cropped" : ""));
+      if (effect == kVintage) {
+        ASSERT_EQ(Params("GPU-effect=1;GE-param0=" + std::to_string(look) + ",0,0,0"), 0);
+      }
+      Nv21 want;
+      if (effect == kWhiteboard) {
+        want = pe::ref::WhiteboardPreview(curve, frame, AllocW(w), c);
+      } else {
+        const CurveLook model = pe::ref::LoadCurveLook(
+            SystemDir(), effect == kVintage ? kVintageCurves[look] : "CurveCross.bmp",
+            effect == kContrast, look != 3, w, h);
+        want = pe::ref::CurveLookPreview(model, frame, AllocW(w), c);
+      }
+      ExpectNear(Preview(shm, frame), want,
+                 effect == kWhiteboard && (cropped || w % 32) ? kStretchedWhiteboardTolerance
+                                                              : kTolerance);
+    }
+  }
+}
+
+std::string PreviewName(const ::testing::TestParamInfo<std::tuple<Effect, Size>>& info) {
+  static const char* const kNames[] = {"Vintage", "Contrast", "Whiteboard"};
+  const Size s = std::get<1>(info.param);
+  return std::string(kNames[std::get<0>(info.param)]) + "_" + std::to_string(s.w) + "x" +
+         std::to_string(s.h);
+}
+
+INSTANTIATE_TEST_SUITE_P(Looks, CurvePreview,
+                         ::testing::Combine(::testing::Values(kVintage, kContrast, kWhiteboard),
+                                            ::testing::Values(Size{640, 480}, Size{1280, 720},
+                                                              Size{720, 480})),
+                         PreviewName);
+
+using CurveLooks = pe::test::PublicService;
+
+// --- Capture: the whole still, across the plain and the crop-aware walk ----
+
+TEST_F(CurveLooks, CapturesOfA4000x3000StillMatchTheWholePictureModel) {
+  ASSERT_EQ(Params("GPU-effect=1;GE-param0=2,0,0,0"), 0);
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  SharedNv21 shm(4000, 3000);
+  const Nv21 still = pe::ref::MakeFrame(4000, 3000, 81);
+  {
+    SCOPED_TRACE("vintage warm, mask over the whole picture");
+    ASSERT_EQ(Capture(shm, still), 0);
+    ExpectNear(
+        shm.Get(),
+        pe::ref::CurveLookCapture(
+            pe::ref::LoadCurveLook(SystemDir(), "CurveWarm.bmp", false, true, 1280, 720), still));
+  }
+  const pe::ref::TextureModel curve = pe::ref::TextureModel::FromBmp(
+      SystemDir() + "ContrastCurveSet.bmp", pe::ref::TextureModel::kRgb);
+  ASSERT_EQ(Params("GPU-effect=B"), 0);
+  const float full[4] = {0, 0, 1, 1};
+  {
+    SCOPED_TRACE("whiteboard, no crop");
+    ASSERT_EQ(Capture(shm, still), 0);
+    ExpectNear(shm.Get(), pe::ref::WhiteboardCapture(curve, still, 1280, 720, 1280, full));
+  }
+  {
+    SCOPED_TRACE("whiteboard, the middle quarter stretched over the still");
+    ASSERT_EQ(m_fx->setCrop(1000, 750, 2000, 1500), 0);
+    const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+    ASSERT_EQ(Capture(shm, still), 0);
+    ExpectNear(shm.Get(), pe::ref::WhiteboardCapture(curve, still, 1280, 720, 1280, half),
+               kStretchedWhiteboardTolerance);
+  }
+}
+
+// --- Looks picked by parameter 0 -------------------------------------------
+
+TEST_F(CurveLooks, UnknownLooksAreRefusedAndTheCurrentLookKept) {
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 91);
+  const Nv21 warm = pe::ref::CurveLookPreview(
+      pe::ref::LoadCurveLook(SystemDir(), "CurveWarm.bmp", false, true, 640, 480), frame, 640,
+      nullptr);
+  ASSERT_EQ(Params("GPU-effect=1;GE-param0=2,0,0,0"), 0);
+  ExpectNear(Preview(shm, frame), warm);
+  for (const char* bad : {"4", "-1"}) {
+    SCOPED_TRACE(bad);
+    ASSERT_EQ(Params(std::string("GPU-effect=1;GE-param0=") + bad + ",0,0,0"), 0);
+    ExpectNear(Preview(shm, frame), warm);
+    EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderVintage"));
+  }
+  ASSERT_EQ(Params("GPU-effect=6;GE-param0=1,0,0,0"), 0);
+  ExpectNear(Preview(shm, frame),
+             pe::ref::CurveLookPreview(
+                 pe::ref::LoadCurveLook(SystemDir(), "CurveCross.bmp", true, true, 640, 480), frame,
+                 640, nullptr));
+  EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderContrast"));
+}
+
+// --- Assets ----------------------------------------------------------------
+
+TEST_F(CurveLooks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
+  TempDir over;
+  ScopedEnv env("POSTEFFECT_OVERRIDE_DIR", over.path());
+  // The warm curve standing in for the cross one.
+  over.Put("CurveCross.bmp", ReadFile(SystemDir() + "CurveWarm.bmp"));
+  ASSERT_EQ(Params("GPU-effect=1"), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 95);
+  auto model = [&](const char* file) {
+    return pe::ref::CurveLookPreview(
+        pe::ref::LoadCurveLook(SystemDir(), file, false, true, 640, 480), frame, 640, nullptr);
+  };
+  ExpectNear(Preview(shm, frame), model("CurveWarm.bmp"));
+
+  std::vector<char> truncated = ReadFile(SystemDir() + "CurveWarm.bmp");
+  truncated.resize(200);
+  over.Put("CurveCross.bmp", truncated);
+  // A new effect number is taken at once, so the pair reloads the assets.
+  ASSERT_EQ(Params("GPU-effect=6"), 0);
+  ASSERT_EQ(Params("GPU-effect=1"), 0);
+  ExpectNear(Preview(shm, frame), model("CurveCross.bmp"));
+}
+
+struct MissingAsset {
+  char code;
+  const char* file;
+  const char* line;
+  const char* tag;
+};
+
+class CurveMissingAsset : public pe::test::PublicService,
+                          public ::testing::WithParamInterface<MissingAsset> {};
+
+TEST_P(CurveMissingAsset, FailsInitSoFramesAndStillsAreLeftUntouched) {
+  const MissingAsset& m = GetParam();
+  TempDir assets;
+  for (const char* f :
+       {"CurveCross.bmp", "CurveCold.bmp", "CurveWarm.bmp", "CurveSepia.bmp",
+        "mask_vignette_wide.bmp", "mask_vignette_legacy.bmp", "ContrastCurveSet.bmp"})
+    if (std::string(f) != m.file) assets.Put(f, ReadFile(SystemDir() + f));
+  ScopedEnv env("POSTEFFECT_ASSET_DIR", assets.path());
+  ASSERT_EQ(Params(std::string("GPU-effect=") + m.code), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = pe::ref::MakeFrame(640, 480, 97);
+  EXPECT_EQ(Preview(shm, frame, 2).data, frame.data);
+  EXPECT_TRUE(m_log.Contains(m.line, m.tag));
+  SharedNv21 big(1280, 960);
+  const Nv21 still = pe::ref::MakeFrame(1280, 960, 98);
+  EXPECT_EQ(Capture(big, still), 3);
+  EXPECT_EQ(big.Get().data, still.data);
+}
+
+std::string MissingName(const ::testing::TestParamInfo<MissingAsset>& info) {
+  return std::string(info.param.tag + 8);  // the class name without "GEShader"
+}
+
+// The mask missing is reported with the warm curve's line, as it always was.
+INSTANTIATE_TEST_SUITE_P(Assets, CurveMissingAsset,
+                         ::testing::Values(MissingAsset{'1', "mask_vignette_legacy.bmp",
+                                                        "can't load warm tex", "GEShaderVintage"},
+                                           MissingAsset{'6', "CurveCross.bmp",
+                                                        "can't load cross tex", "GEShaderContrast"},
+                                           MissingAsset{'B', "ContrastCurveSet.bmp",
+                                                        "can't load contrast curve tex",
+                                                        "GEShaderWhiteboard"}),
+                         MissingName);
+
+}  // namespace

@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <tuple>
+
+#include "PublicService.h"
+#include "RampModel.h"
+
+namespace pe {
+namespace test {
+namespace {
+
+using ref::Nv21;
+using ref::RampLook;
+using ref::RampModel;
+
+struct Look {
+  const char* name;
+  char code;
+  RampLook look;
+};
+const Look kLooks[] = {
+    {"Maple", 'C', RampLook::kMaple},       {"Nash", 'D', RampLook::kNash},
+    {"TwoToneV", 'E', RampLook::kTwoToneV}, {"TwoToneH", 'F', RampLook::kTwoToneH},
+    {"ToneCM", 'G', RampLook::kToneCM},     {"ToneSC", 'H', RampLook::kToneSC},
+};
+void PrintTo(const Look& l, std::ostream* os) { *os << l.name; }
+struct Size {
+  int w, h;
+};
+void PrintTo(const Size& s, std::ostream* os) { *os << s.w << "x" << s.h; }
+
+std::string Select(char code, int p0) {
+  return std::string("GPU-effect=") + code + ";GE-param0=" + std::to_string(p0) + ",0,0,0";
+}
+
+// skip(x, y): pixels left out of the comparison (a chroma sample goes with
+// the 2 x 2 pixels it covers).
+void ExpectClose(const Nv21& got, const Nv21& want,
+                 const std::function<bool(int, int)>& skip = nullptr, int tolerance = 3) {
+  ASSERT_EQ(got.data.size(), want.data.size());
+  ref::Diff d;
+  for (int y = 0; y < got.height; ++y)
+    for (int x = 0; x < got.width; ++x) {
+      if (skip && skip(x, y)) continue;
+      const size_t i = static_cast<size_t>(y) * got.width + x;
+      const int dy = std::abs(got.data[i] - want.data[i]);
+      if (dy > d.maxY) d = ref::Diff{dy, d.maxUV, x, y};
+      if (x % 2 || y % 2 || (skip && (skip(x + 1, y) || skip(x, y + 1) || skip(x + 1, y + 1))))
+        continue;
+      const size_t c =
+          static_cast<size_t>(got.width) * got.height + static_cast<size_t>(y / 2) * got.width + x;
+      d.maxUV = std::max({d.maxUV, std::abs(got.data[c] - want.data[c]),
+                          std::abs(got.data[c + 1] - want.data[c + 1])});
+    }
+  EXPECT_LE(d.maxY, tolerance) << "worst at " << d.worstX << "," << d.worstY;
+  EXPECT_LE(d.maxUV, tolerance);
+}
+
+class RampPreview : public PublicService,
+                    public ::testing::WithParamInterface<std::tuple<Look, Size>> {};
+
+// p0 = 30 puts CM's tones between two sets and stores a strength elsewhere.
+TEST_P(RampPreview, MatchesTheModel) {
+  const Look look = std::get<0>(GetParam());
+  const Size size = std::get<1>(GetParam());
+  const RampModel model(look.look, size.w, size.h, 30);
+  ASSERT_TRUE(model.Loaded());
+  ASSERT_EQ(Params(Select(look.code, 30)), 0);
+  ASSERT_EQ(m_fx->startPreview(size.w, size.h), 0);
+  SharedNv21 shm(size.w, size.h);
+  const Nv21 frame = ref::MakeFrame(size.w, size.h, 7);
+  ExpectClose(Preview(shm, frame), model.Preview(frame));
+}
+
+INSTANTIATE_TEST_SUITE_P(Looks, RampPreview,
+                         ::testing::Combine(::testing::ValuesIn(kLooks),
+                                            ::testing::Values(Size{640, 480}, Size{1280, 720},
+                                                              Size{720, 480})),
+                         [](const ::testing::TestParamInfo<std::tuple<Look, Size>>& info) {
+                           const Size s = std::get<1>(info.param);
+                           return std::string(std::get<0>(info.param).name) + "_" +
+                                  std::to_string(s.w) + "x" + std::to_string(s.h);
+                         });
+
+using RampLooks = PublicService;
+
+// A still larger than the preview is walked in blocks; masks lie over the
+// whole picture, and a crop zooms only the looks whose walk honours it.
+TEST_F(RampLooks, CaptureMatchesTheWholeStill) {
+  const Nv21 still = ref::MakeFrame(4000, 3000, 9);
+  const float quarter[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+  const struct {
+    Look look;
+    bool crop;
+  } kRuns[] = {{kLooks[2], true}, {kLooks[1], false}, {kLooks[4], true}};
+  for (const auto& run : kRuns) {
+    SCOPED_TRACE(run.look.name);
+    ASSERT_EQ(Params(Select(run.look.code, 60)), 0);
+    ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+    ASSERT_EQ(m_fx->setCrop(run.crop ? 1000 : 0, run.crop ? 750 : 0, run.crop ? 2000 : 0,
+                            run.crop ? 1500 : 0),
+              0);
+    SharedNv21 shm(4000, 3000);
+    ASSERT_EQ(Capture(shm, still), 0);
+    const RampModel model(run.look.look, 1280, 720, 60);
+    // A zoom filters the 8-bit source between pixels, and the steep end of
+    // CM's tone curve turns that into a level more on a few pixels.
+    ExpectClose(shm.Get(), model.Capture(still, run.crop ? quarter : nullptr), nullptr,
+                run.crop ? 4 : 3);
+  }
+}
+
+// CM's p0 walks the tone pair (positions 24 and 25 meet, 100 is 99); the
+// other looks keep p0 as a strength nothing reads.
+TEST_F(RampLooks, OnlyTheTonePairMovesWithParam0) {
+  ASSERT_EQ(m_fx->startPreview(320, 240), 0);
+  SharedNv21 shm(320, 240);
+  const Nv21 frame = ref::MakeFrame(320, 240, 3);
+  auto render = [&](char code, int p0) {
+    EXPECT_EQ(Params(Select(code, p0)), 0);
+    return Preview(shm, frame);
+  };
+  EXPECT_EQ(render('G', 24).data, render('G', 25).data);
+  EXPECT_EQ(render('G', 99).data, render('G', 100).data);
+  const ref::Diff moved = ref::Compare(render('G', 0), render('G', 50));
+  EXPECT_GE(moved.maxUV, 20) << "the tone pair should visibly change";
+  for (char code : {'C', 'D', 'E', 'F', 'H'})
+    EXPECT_EQ(render(code, 0).data, render(code, 100).data) << code;
+}
+
+// A missing system asset fails the effect's Init with its own line: the
+// preview frame that starts it gets 2, a capture 3, and neither is written.
+TEST_F(RampLooks, AMissingAssetRefusesTheLookAndLeavesFramesAlone) {
+  const std::string assets = ref::AssetPath("");
+  char dir[] = "/tmp/ramp-assets-XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  const struct {
+    char code;
+    const char* missing;
+    const char* line;
+    const char* tag;
+  } kCases[] = {
+      {'D', "stylizeColorRamp.bmp", "\t\tcan't load LUT tex", "GEShaderStylizeNash"},
+      {'F', "stylizeContrastRamp.bmp", "\t\tcan't load contrast tex", "GEShaderTwoToneMaskH"},
+      {'G', "mask_vignette_legacy.bmp", "can't load vignette tex", "GEShaderSplitToning"},
+      {'H', "mask_vignette_wide.bmp", "\t\tcan't load LUT tex", "GEShaderSplitToningSC"},
+  };
+  const char* kFiles[] = {"stylizeColorRamp.bmp", "stylizeContrastRamp.bmp",
+                          "mask_vignette_legacy.bmp", "mask_vignette_wide.bmp", "twoToneMaskH.bmp"};
+  SharedNv21 shm(640, 480), still(1280, 960);
+  const Nv21 frame = ref::MakeFrame(640, 480, 4), big = ref::MakeFrame(1280, 960, 5);
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.missing);
+    for (const char* f : kFiles) {
+      const std::string to = std::string(dir) + "/" + f;
+      std::remove(to.c_str());
+      if (std::string(f) == c.missing) continue;
+      ASSERT_EQ(symlink((assets + f).c_str(), to.c_str()), 0);
+    }
+    setenv("POSTEFFECT_ASSET_DIR", dir, 1);
+    ASSERT_EQ(Params(Select(c.code, 0)), 0);
+    ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+    EXPECT_EQ(Preview(shm, frame, 2).data, frame.data);
+    EXPECT_EQ(Capture(still, big), 3);
+    EXPECT_EQ(still.Get().data, big.data);
+    EXPECT_EQ(m_log.Count(c.line, c.tag), 2);
+    setenv("POSTEFFECT_ASSET_DIR", assets.c_str(), 1);
+  }
+  for (const char* f : kFiles) std::remove((std::string(dir) + "/" + f).c_str());
+  rmdir(dir);
+}
+
+}  // namespace
+}  // namespace test
+}  // namespace pe

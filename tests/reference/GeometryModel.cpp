@@ -1,0 +1,188 @@
+#include "GeometryModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace pe {
+namespace ref {
+namespace {
+
+// GL's bilinear sample of 8-bit planes gives fractional levels; the matrix
+// is linear, so the float texel goes straight through it.
+Rgb Matrix(float y, float v, float u) {
+  const Rgb zero = YuvToRgb(0, 0, 0);
+  const Rgb dy = YuvToRgb(255, 0, 0), dv = YuvToRgb(0, 255, 0), du = YuvToRgb(0, 0, 255);
+  return {zero.r + (dy.r - zero.r) * y + (dv.r - zero.r) * v + (du.r - zero.r) * u,
+          zero.g + (dy.g - zero.g) * y + (dv.g - zero.g) * v + (du.g - zero.g) * u,
+          zero.b + (dy.b - zero.b) * y + (dv.b - zero.b) * v + (du.b - zero.b) * u};
+}
+
+// Bilinear sample, clamped to the edge, of a plane of w x h texels of step
+// bytes (channel ch), rows pitch bytes apart.
+float Plane(const uint8_t* p, int w, int h, int pitch, int step, int ch, double s, double t) {
+  const double u = s * w - 0.5, v = t * h - 0.5;
+  const double fu = std::floor(u), fv = std::floor(v);
+  auto at = [&](int x, int y) -> double {
+    x = std::min(std::max(x, 0), w - 1);
+    y = std::min(std::max(y, 0), h - 1);
+    return p[static_cast<size_t>(y) * pitch + static_cast<size_t>(x) * step + ch];
+  };
+  const int x0 = static_cast<int>(fu), y0 = static_cast<int>(fv);
+  const double a = u - fu, b = v - fv;
+  const double top = at(x0, y0) + (at(x0 + 1, y0) - at(x0, y0)) * a;
+  const double bottom = at(x0, y0 + 1) + (at(x0 + 1, y0 + 1) - at(x0, y0 + 1)) * a;
+  return static_cast<float>((top + (bottom - top) * b) / 255);
+}
+
+// The frame as the source texture holds it: (Y, V, U) a texel, the chroma
+// pair repeated on both pixels, rows allocW texels long and padded with
+// their last pixel.
+Rgb SampleFrame(const Nv21& f, int allocW, double s, double t) {
+  const int w = f.width, h = f.height;
+  const double u = s * allocW - 0.5, v = t * h - 0.5;
+  const int x0 = static_cast<int>(std::floor(u)), y0 = static_cast<int>(std::floor(v));
+  const double a = u - std::floor(u), b = v - std::floor(v);
+  float yuv[3] = {0, 0, 0};
+  for (int j = 0; j < 2; ++j)
+    for (int i = 0; i < 2; ++i) {
+      const int x = std::min(std::max(x0 + i, 0), allocW - 1);
+      const int y = std::min(std::max(y0 + j, 0), h - 1);
+      const double k = (i ? a : 1 - a) * (j ? b : 1 - b);
+      const int xx = std::min(x, w - 1);
+      const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * w + (xx & ~1);
+      yuv[0] += static_cast<float>(k * f.y()[static_cast<size_t>(y) * w + xx] / 255);
+      yuv[1] += static_cast<float>(k * c[0] / 255);
+      yuv[2] += static_cast<float>(k * c[1] / 255);
+    }
+  return Matrix(yuv[0], yuv[1], yuv[2]);
+}
+
+}  // namespace
+
+void Fisheye::Map(double u, double v, double* su, double* sv) const {
+  const double tx = u - cx, ty = v - cy;
+  const double rr = std::hypot(tx, ty);
+  // Half-axes: from the centre to the picture's edge on each side.
+  const double a = tx > 0 ? 1 - cx : cx, b = ty > 0 ? 1 - cy : cy;
+  // Distance from the centre to that ellipse along the ray through t.
+  const double ang = std::atan2(ty, tx);
+  const double nr =
+      1.0 / std::sqrt(std::pow(std::cos(ang) / a, 2) + std::pow(std::sin(ang) / b, 2));
+  const double f = level - 1;
+  double scale;
+  if (f > 0) {
+    const double pf = 2 / (1 + std::pow(std::max(0.0, rr - 0.7), 1.6) * 15);
+    const double r = rr * rr * pf * f;
+    scale = (1 + r * 1.5 + r * rr * rr) * (1 - std::sqrt(f) * 0.72);
+  } else {
+    scale = std::pow(rr / nr, level - 1);
+  }
+  *su = cx + tx * scale;
+  *sv = cy + ty * scale;
+}
+
+Nv21 Fisheye::Preview(const Nv21& frame, int allocW) const {
+  const int w = frame.width, h = frame.height;
+  return Render(w, h, [&](int x, int y) {
+    double su, sv;
+    Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
+    return SampleFrame(frame, allocW, su * w / allocW, sv);
+  });
+}
+
+Nv21 Fisheye::Still(const Nv21& still) const {
+  const int W = still.width, H = still.height;
+  return Render(W, H, [&](int x, int y) {
+    double su, sv;
+    Map((x + 0.5) / W, (y + 0.5) / H, &su, &sv);
+    // Y plane and interleaved chroma plane (V then U), each sampled whole.
+    return Matrix(Plane(still.y(), W, H, W, 1, 0, su, sv),
+                  Plane(still.uv(), W / 2, H / 2, W, 2, 0, su, sv),
+                  Plane(still.uv(), W / 2, H / 2, W, 2, 1, su, sv));
+  });
+}
+
+Nv21 Dots::Run(const Nv21& frame, int allocW) const {
+  const int w = frame.width, h = frame.height;
+  return Render(w, h, [&](int x, int y) {
+    const double cx = std::floor((x + 0.5) / dot), cy = std::floor((y + 0.5) / dot);
+    // The reduced texel is stored in 8 bits before it is enlarged.
+    const Rgb c =
+        Quantise(SampleFrame(frame, allocW, (cx + 0.5) * dot / allocW, (cy + 0.5) * dot / h));
+    const Texel m =
+        mask->Linear(static_cast<float>((x + 0.5) / dot), static_cast<float>((y + 0.5) / dot));
+    return Rgb{c.r * m.r, c.g * m.g, c.b * m.b};
+  });
+}
+
+Nv21 Dots::Preview(const Nv21& frame, int allocW) const { return Run(frame, allocW); }
+
+Nv21 Dots::Still(const Nv21& still) const { return Run(still, still.width); }
+
+namespace {
+
+Rgb Pixel(const Nv21& f, int x, int y) {
+  const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * f.width + (x & ~1);
+  return YuvToRgb(f.y()[static_cast<size_t>(y) * f.width + x], c[0], c[1]);
+}
+
+// Texel index a folded texture coordinate lands on, in a texture n texels
+// long: coordinates above one half read their reflection.
+int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
+
+}  // namespace
+
+Nv21 MirrorPreview(const Nv21& frame, int allocW, bool landscape) {
+  return Render(frame.width, frame.height, [&](int x, int y) {
+    return landscape ? Pixel(frame, Fold(x, allocW), y) : Pixel(frame, x, Fold(y, frame.height));
+  });
+}
+
+Nv21 MirrorStill(const Nv21& still, int procW, int procH, bool landscape) {
+  const int W = still.width, H = still.height;
+  return Render(W, H, [&](int x, int y) {
+    int x0 = x / procW * procW;
+    const int w = std::min(procW, W - x0);
+    if (w % 32) x0 = W - (w + 31) / 32 * 32;
+    const int y0 = y / procH * procH;
+    const int lx = x - x0, ly = y - y0;
+    return landscape ? Pixel(still, x0 + Fold(lx, procW), y)
+                     : Pixel(still, x, y0 + Fold(ly, procH));
+  });
+}
+
+Shade BloomShade() {
+  return [](int, int, Rgb p) {
+    const float k = 3.5f * (0.3f * p.r + 0.59f * p.g + 0.11f * p.b);
+    return Rgb{p.r * k, p.g * k, p.b * k};
+  };
+}
+
+Diff CompareExcept(const Nv21& a, const Nv21& b, const std::function<bool(int x, int y)>& skip) {
+  Diff d;
+  const int w = a.width, h = a.height;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      if (skip(x, y)) continue;
+      const size_t i = static_cast<size_t>(y) * w + x;
+      const int e = std::abs(a.y()[i] - b.y()[i]);
+      if (e > d.maxY) {
+        d.maxY = e;
+        d.worstX = x;
+        d.worstY = y;
+      }
+    }
+  for (int y = 0; y < h / 2; ++y)
+    for (int x = 0; x < w; ++x) {
+      const int px = x & ~1;
+      if (skip(px, 2 * y) || skip(px + 1, 2 * y) || skip(px, 2 * y + 1) || skip(px + 1, 2 * y + 1))
+        continue;
+      const size_t i = static_cast<size_t>(y) * w + x;
+      d.maxUV = std::max(d.maxUV, std::abs(a.uv()[i] - b.uv()[i]));
+    }
+  return d;
+}
+
+}  // namespace ref
+}  // namespace pe

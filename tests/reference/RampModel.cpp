@@ -1,0 +1,176 @@
+#include "RampModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace pe {
+namespace ref {
+namespace {
+
+struct LookConstants {
+  float clip[4], control[4];
+};
+
+LookConstants ConstantsOf(RampLook look) {
+  switch (look) {
+    case RampLook::kMaple:
+      return {{0.f, 0.859f, 0.0976f, 1.f}, {0.6f, 0.5f, 0.5f, 0.f}};
+    case RampLook::kNash:
+      return {{0.f, 1.f, 0.117f, 1.f}, {0.6f, 0.6f, 0.9f, 0.f}};
+    case RampLook::kTwoToneV:
+      return {{0.f, 1.f, 0.f, 1.f}, {0.7f, 0.6f, 0.f, -0.15f}};
+    case RampLook::kTwoToneH:
+      return {{0.f, 1.f, 0.f, 1.f}, {1.f, 0.8f, 0.f, -0.3f}};
+    case RampLook::kToneCM:
+      return {{0.f, 1.f, 0.f, 1.f}, {0.8f, 0.7f, 0.6f, 1.f}};
+    case RampLook::kToneSC:
+      break;
+  }
+  return {{0.f, 1.f, 0.f, 1.f}, {0.6f, 0.8f, 0.4f, 1.f}};
+}
+
+// CM's tone pair: five sets from p0 = 0 (the last) to p0 = 99 (the first),
+// each stretch of 25 positions reaching its end one position early.
+void TonesAt(int p0, float tones[4]) {
+  static const float kSets[5][4] = {
+      {0.475f, 0.525f, 0.352f, 0.75f},  {0.412f, 0.577f, 0.3f, 0.607f},
+      {0.354f, 0.656f, 0.5f, 0.35f},    {0.409f, 0.63f, 0.645f, 0.257f},
+      {0.455f, 0.556f, 0.705f, 0.365f},
+  };
+  const int p = std::min(std::max(p0, 0), 99);
+  const int stretch = std::min(p / 25, 3);
+  const float along = static_cast<float>(p - 25 * stretch) / 24.f;
+  for (int i = 0; i < 4; ++i) {
+    const float from = kSets[4 - stretch][i], to = kSets[3 - stretch][i];
+    tones[i] = from + (to - from) * along;
+  }
+}
+
+const char* TableOf(RampLook look, int w, int h) {
+  switch (look) {
+    case RampLook::kMaple:
+    case RampLook::kNash:
+      return "stylizeColorRamp.bmp";
+    case RampLook::kTwoToneV:
+      return "twoToneMaskV.bmp";
+    case RampLook::kTwoToneH:
+      return "twoToneMaskH.bmp";
+    case RampLook::kToneCM: {
+      const float r = static_cast<float>(w) / h;
+      const bool wide = std::fabs(r - 16.f / 9) < 0.1f || std::fabs(r - 5.f / 3) < 0.1f;
+      return wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp";
+    }
+    case RampLook::kToneSC:
+      break;
+  }
+  return "mask_vignette_wide.bmp";
+}
+
+bool IsMaskLook(RampLook look) { return look != RampLook::kMaple && look != RampLook::kNash; }
+bool ReadsLuminance(RampLook look) {
+  return look == RampLook::kToneCM || look == RampLook::kToneSC;
+}
+bool CropWalk(RampLook look) { return look == RampLook::kNash || look == RampLook::kToneCM; }
+
+Texel StillTexel(const Nv21& f, int x, int y) {
+  x = std::min(std::max(x, 0), f.width - 1);
+  y = std::min(std::max(y, 0), f.height - 1);
+  const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * f.width + (x & ~1);
+  return {f.y()[static_cast<size_t>(y) * f.width + x] / 255.f, c[0] / 255.f, c[1] / 255.f, 1};
+}
+
+// Bilinear read of the still at pixel position (u, v), pixel centres at
+// integers, clamped to the picture.
+Texel StillLinear(const Nv21& f, float u, float v) {
+  const float fu = std::floor(u), fv = std::floor(v);
+  const int x = static_cast<int>(fu), y = static_cast<int>(fv);
+  const float a = u - fu, b = v - fv;
+  const Texel p00 = StillTexel(f, x, y), p10 = StillTexel(f, x + 1, y);
+  const Texel p01 = StillTexel(f, x, y + 1), p11 = StillTexel(f, x + 1, y + 1);
+  auto mix = [](float p, float q, float t) { return p + (q - p) * t; };
+  Texel o;
+  o.r = mix(mix(p00.r, p10.r, a), mix(p01.r, p11.r, a), b);
+  o.g = mix(mix(p00.g, p10.g, a), mix(p01.g, p11.g, a), b);
+  o.b = mix(mix(p00.b, p10.b, a), mix(p01.b, p11.b, a), b);
+  return o;
+}
+
+}  // namespace
+
+RampModel::RampModel(RampLook look, int viewportW, int viewportH, int p0) : m_look(look) {
+  const LookConstants k = ConstantsOf(look);
+  std::memcpy(m_clip, k.clip, sizeof(m_clip));
+  std::memcpy(m_control, k.control, sizeof(m_control));
+  TonesAt(p0, m_tones);
+  m_contrast = TextureModel::FromBmp(AssetPath("stylizeContrastRamp.bmp"), TextureModel::kRgb);
+  m_table =
+      TextureModel::FromBmp(AssetPath(TableOf(look, viewportW, viewportH)),
+                            ReadsLuminance(look) ? TextureModel::kLuminance : TextureModel::kRgb);
+}
+
+Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
+  const float* c = m_clip;
+  const float* k = m_control;
+  float y =
+      std::min(std::max(yuv.r - c[0], 0.f), c[1] - c[0]) * (c[3] - c[2]) / (c[1] - c[0]) + c[2];
+  y = m_contrast.Linear(y, k[0]).b;
+  y = m_contrast.Linear(y, k[1]).g;
+  float v = yuv.g, u = yuv.b;
+  if (m_look == RampLook::kToneCM) {
+    const float t = std::pow(y, k[2]);
+    u = m_tones[2] + (m_tones[0] - m_tones[2]) * t;
+    v = m_tones[3] + (m_tones[1] - m_tones[3]) * t;
+  } else if (m_look == RampLook::kToneSC) {
+    v = 0.5f * (v - 0.5f + k[2] * (y - 0.5f)) + 0.5f;
+    u = 0.5f * (u - 0.5f - k[2] * (y - 0.5f)) + 0.5f;
+  }
+  const Rgb rgb{y + 1.402f * v - 0.701f, y - 0.714f * v - 0.344f * u + 0.529f,
+                y + 1.772f * u - 0.886f};
+  if (!IsMaskLook(m_look)) {
+    // Red is looked up in the ramp's third channel, blue in its first; the
+    // tint weight is 0 for both grades.
+    return {m_table.Linear(rgb.r, k[2]).b, m_table.Linear(rgb.g, k[2]).g,
+            m_table.Linear(rgb.b, k[2]).r};
+  }
+  if (m_look == RampLook::kToneCM || m_look == RampLook::kToneSC) {
+    const float m = m_table.Linear(ms, mt).r * k[3];
+    return {rgb.r * m, rgb.g * m, rgb.b * m};
+  }
+  const Texel mask =
+      m_look == RampLook::kTwoToneH ? m_table.Linear(mt, ms) : m_table.Linear(ms, mt);
+  const float f = 1.f + k[3];
+  return {rgb.r * std::min(mask.r * f, 1.f), rgb.g * std::min(mask.g * f, 1.f),
+          rgb.b * std::min(mask.b * f, 1.f)};
+}
+
+Nv21 RampModel::Preview(const Nv21& frame, const float* crop) const {
+  const int w = frame.width, h = frame.height, allocW = (w + 31) / 32 * 32;
+  const TextureModel source = TextureModel::FromFrame(frame, allocW);
+  const float whole[4] = {0.f, 0.f, static_cast<float>(w) / allocW, 1.f};
+  const float* c = crop ? crop : whole;
+  return Render(w, h, [&](int x, int y) {
+    const float gs = (x + 0.5f) / w, gt = (y + 0.5f) / h;
+    // Coordinates over the valid columns of the padded source.
+    const float vs = gs * w / allocW;
+    if (m_look == RampLook::kNash)  // the crop alone places Nash's picture
+      return Shade(source.Linear(c[0] + gs * c[2], c[1] + gt * c[3]), vs, gt);
+    if (m_look == RampLook::kToneCM)  // cropped in the shader; mask over the frame
+      return Shade(source.Linear(c[0] + gs * c[2], c[1] + gt * c[3]), gs, gt);
+    return Shade(source.Linear(vs, gt), vs, gt);
+  });
+}
+
+Nv21 RampModel::Capture(const Nv21& still, const float* crop) const {
+  const int W = still.width, H = still.height;
+  const float whole[4] = {0.f, 0.f, 1.f, 1.f};
+  const float* c = crop && CropWalk(m_look) ? crop : whole;
+  return Render(W, H, [&](int x, int y) {
+    const float u = W * c[0] + (x + 0.5f) * c[2] - 0.5f;
+    const float v = H * c[1] + (y + 0.5f) * c[3] - 0.5f;
+    return Shade(StillLinear(still, u, v), (x + 0.5f) / W, (y + 0.5f) / H);
+  });
+}
+
+}  // namespace ref
+}  // namespace pe
