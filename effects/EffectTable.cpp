@@ -4,9 +4,12 @@
 #include "GERampLook.h"
 #include "GEShaderBloom.h"
 #include "GEShaderContrast.h"
+#include "GEShaderDoF.h"
 #include "GEShaderDot.h"
 #include "GEShaderFisheye.h"
 #include "GEShaderMirror.h"
+#include "GEShaderSketch.h"
+#include "GEShaderTS.h"
 #include "GEShaderVignette.h"
 #include "GEShaderVintage.h"
 #include "GEShaderWhiteboard.h"
@@ -29,10 +32,12 @@ void ConfigureMirror(GEShader* shader, const GEManager& manager) {
 // with its "wrong index" line.
 const GEEffectEntry kEffects[] = {
     {1, "Vintage", Create<GEShaderVintage>, nullptr},
+    {2, "DoF", Create<GEShaderDoF>, nullptr},
     {3, "Distortion", Create<GEShaderFisheye>, nullptr},
     {4, "Vignette", Create<GEShaderVignette>, nullptr},
     {5, "DOTS", Create<GEShaderDot>, nullptr},
     {6, "Contrast", Create<GEShaderContrast>, nullptr},
+    {7, "TS", Create<GEShaderTS>, nullptr},
     {8, "Mirror", Create<GEShaderMirror>, ConfigureMirror},
     {9, "Bloom", Create<GEShaderBloom>, nullptr},
     {10, "Whiteboard", Create<GEShaderWhiteboard>, nullptr},
@@ -42,6 +47,8 @@ const GEEffectEntry kEffects[] = {
     {14, "TwoToneMask_H", Create<GEShaderTwoToneMaskH>, nullptr},
     {15, "SplitToning_Mono", Create<GEShaderSplitToningCM>, nullptr},
     {16, "SplitToning_Color", Create<GEShaderSplitToningSC>, nullptr},
+    {17, "Sketch", Create<GEShaderSketch>, nullptr},
+    {18, "Color Sketch", Create<GEShaderColorSketch>, nullptr},
 };
 
 }  // namespace

@@ -108,3 +108,75 @@ class DotGridWalk {
 };
 
 }  // namespace pe
+
+namespace pe {
+
+// The apron walk: the still is cut into cores of the source size less 192
+// pixels, each fetched with up to 64 pixels of picture around it (the apron)
+// so that a blur near a core's edge reads real neighbours. Everything is
+// placed through the crop (fractions of the picture).
+struct ApronBlock {
+  unsigned bx, by, bw, bh;  // the core in the picture, written back
+  unsigned x0, y0, fw, fh;  // the fetched rectangle of the picture
+  unsigned left, top;       // the core's offset inside the fetched rectangle
+  unsigned coreW, coreH;    // the core's extent in fetched pixels (scaled by the crop)
+};
+
+class ApronBlockWalk {
+ public:
+  static constexpr unsigned kApron = 64;
+  static constexpr unsigned kTrim = 192;
+
+  // texW x texH source texture whose rows are allocW wide; crop as x, y, w, h.
+  ApronBlockWalk(unsigned imgW, unsigned imgH, unsigned texW, unsigned texH, unsigned allocW,
+                 const float crop[4]);
+
+  // False when the source is too small to hold a core and its apron.
+  bool Valid() const { return m_coreW > 0 && m_coreH > 0; }
+  unsigned MaxRuns() const { return m_cols * m_rows; }
+  // One source pixel of the core in texture units, scaled so that a blur
+  // spans the same share of the picture whatever the block size.
+  float StepX() const;
+  float StepY() const;
+  // Block number run, left to right, then top to bottom.
+  ApronBlock Place(unsigned run) const;
+
+ private:
+  unsigned m_imgW, m_imgH, m_texW, m_texH, m_allocW;
+  float m_crop[4];
+  int m_coreW, m_coreH;
+  unsigned m_cols = 0, m_rows = 0;
+};
+
+// The overlap walk: the plain walk stepping by the source size less an
+// overlap of five blur steps on each side, steps that keep the blur's share
+// of the picture as in preview. The overlap in x is kept even so that the
+// discarded half never splits a chroma pair; y needs no such care.
+class OverlapBlockWalk {
+ public:
+  OverlapBlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsigned procH, unsigned allocW);
+
+  // False when the overlap would swallow a whole block.
+  bool Valid() const {
+    return m_overlapX < static_cast<int>(m_procW) && m_overlapY < static_cast<int>(m_procH);
+  }
+  float StepX() const { return m_stepX; }
+  float StepY() const { return m_stepY; }
+  int HalfOverlapX() const { return m_overlapX / 2; }
+  int HalfOverlapY() const { return m_overlapY / 2; }
+  int OverlapX() const { return m_overlapX; }
+  int OverlapY() const { return m_overlapY; }
+  unsigned MaxRuns() const { return m_maxRuns; }
+  BlockRect Place() { return m_walk.Place(); }
+  void Advance() { m_walk.Advance(); }
+
+ private:
+  static int Overlap(float step, unsigned proc, bool even);
+  unsigned m_procW, m_procH;
+  float m_stepX, m_stepY;
+  int m_overlapX, m_overlapY;
+  unsigned m_maxRuns = 0;
+  BlockWalk m_walk;
+};
+
+}  // namespace pe

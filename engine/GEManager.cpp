@@ -36,6 +36,8 @@ const GEEffectEntry* GEEffectTable::Find(unsigned number) const {
 }
 
 GEManager::GEManager(GEEffectTable table) : m_table(table) {
+  // The sketches stay behind the bound unless the host raises it.
+  m_uEffectCount = pe::platform::EffectCount(17);
   EGLint major = 0, minor = 0;
   m_eglDisplay = pe::platform::OpenDisplay(&major, &minor);
   if (m_eglDisplay == EGL_NO_DISPLAY) {

@@ -209,11 +209,12 @@ class GEShader {
   // crop-aware walk fetched a border around it).
   float m_fBlockOrigin[2] = {0, 0};
 
- private:
-  friend class GEOwnedBase;
+  // Asks the service for one rectangle of the still.
   bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
              unsigned y, unsigned w, unsigned h);
 
+ private:
+  friend class GEOwnedBase;
   pe::LogModule* m_pLog;
   GEOwnedBase* m_pOwned = nullptr;
   GEOwnedBase** m_ppOwnedTail = &m_pOwned;

@@ -55,6 +55,14 @@ void SetDisplaySize(int width, int height) {
   g_overrideHeight = height;
 }
 
+unsigned EffectCount(unsigned fallback) {
+  const char* env = NonEmptyEnv("POSTEFFECT_EFFECT_COUNT");
+  unsigned n = 0;
+  char tail = 0;
+  if (env && std::sscanf(env, "%u%c", &n, &tail) == 1 && n >= 1 && n <= 99) return n;
+  return fallback;
+}
+
 int MaxTextureSize() {
   GLint limit = 0;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);

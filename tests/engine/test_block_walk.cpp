@@ -208,3 +208,83 @@ TEST(DotGridWalk, BlocksFollowTheDotGridAndTheBufferOnlyTheDotSize) {
 }
 
 }  // namespace
+
+namespace {
+
+const float kWhole[4] = {0, 0, 1, 1};
+
+TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
+  pe::ApronBlockWalk walk(4000, 3000, 1280, 720, 1280, kWhole);
+  ASSERT_TRUE(walk.Valid());
+  ASSERT_EQ(walk.MaxRuns(), 24u);  // cores of 1088 x 528: 4 columns x 6 rows
+  EXPECT_FLOAT_EQ(walk.StepX(), 4000.f / 1280 / 1088);
+  EXPECT_FLOAT_EQ(walk.StepY(), 3000.f / 720 / 528);
+  std::vector<int> cover(4000 * 3000, 0);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const pe::ApronBlock b = walk.Place(run);
+    for (unsigned y = b.by; y < b.by + b.bh; ++y)
+      for (unsigned x = b.bx; x < b.bx + b.bw; ++x) ++cover[y * 4000 + x];
+    // The fetch fits the source and the still, starts on a multiple of 32
+    // and holds the core with 64 pixels around it where the picture has them.
+    EXPECT_EQ(b.x0 % 32, 0u);
+    EXPECT_LE(b.fw, 1280u);
+    EXPECT_LE(b.fh, 720u);
+    EXPECT_LE(b.x0 + b.fw, 4000u);
+    EXPECT_LE(b.y0 + b.fh, 3000u);
+    EXPECT_EQ(b.x0 + b.left, b.bx);
+    EXPECT_EQ(b.y0 + b.top, b.by);
+    EXPECT_GE(b.left, std::min(b.bx, 64u));
+    EXPECT_EQ(b.top, std::min(b.by, 64u));
+    EXPECT_GE(b.fw - b.left - b.coreW, std::min(4000 - b.bx - b.bw, 64u));
+    EXPECT_GE(b.fh - b.top - b.coreH, std::min(3000 - b.by - b.bh, 64u));
+  }
+  for (size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 1) << "pixel " << i;
+
+  const pe::ApronBlock second = walk.Place(1);  // x rounded down to 32, width to 32
+  EXPECT_EQ(second.x0, 1024u);
+  EXPECT_EQ(second.left, 64u);
+  EXPECT_EQ(second.fw, 1216u);
+  const pe::ApronBlock last = walk.Place(23);  // cut by the picture's corner
+  EXPECT_EQ(last.bw, 736u);
+  EXPECT_EQ(last.bh, 360u);
+  EXPECT_EQ(last.fw, 4000u - 3200u);
+  EXPECT_EQ(last.fh, 3000u - 2576u);
+}
+
+TEST(ApronBlockWalk, NoRoomForTheApronOrAWildCropIsHandled) {
+  EXPECT_FALSE(pe::ApronBlockWalk(4000, 3000, 176, 144, 192, kWhole).Valid());
+  EXPECT_EQ(pe::ApronBlockWalk(4000, 3000, 192, 480, 192, kWhole).MaxRuns(), 0u);
+  // A caller's crop that is no fraction of the picture places as the whole.
+  const float wild[4] = {0.f, -3.f, 1e30f, NAN};
+  const pe::ApronBlock b = pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, wild).Place(5);
+  EXPECT_EQ(b.x0, pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, kWhole).Place(5).x0);
+  EXPECT_EQ(b.coreH, 528u);
+}
+
+TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
+  pe::OverlapBlockWalk walk(4000, 3000, 1280, 720, 1280);
+  ASSERT_TRUE(walk.Valid());
+  EXPECT_EQ(walk.HalfOverlapX(), 16);  // ceil(5 x 3.125)
+  EXPECT_EQ(walk.OverlapY(), 42);      // 2 x ceil(5 x 4.17): the odd half stays
+  ASSERT_EQ(walk.MaxRuns(), 20u);      // ceil(4000 / 1248) x ceil(3000 / 678)
+  std::vector<pe::BlockRect> blocks;
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    blocks.push_back(walk.Place());
+    walk.Advance();
+  }
+  EXPECT_EQ(blocks[1].x, 1248u);
+  EXPECT_EQ(blocks[3].x, 3744u);
+  EXPECT_EQ(blocks[3].w, 256u);
+  EXPECT_EQ(blocks[4].y, 678u);
+  EXPECT_EQ(blocks[19].y, 2712u);
+  EXPECT_EQ(blocks[19].h, 288u);
+
+  // ceil(5 x 2.9) = 15 across is rounded up to 16; 15 down is kept.
+  pe::OverlapBlockWalk odd(3712, 2160, 1280, 720, 1280);
+  EXPECT_EQ(odd.HalfOverlapX(), 16);
+  EXPECT_EQ(odd.OverlapY(), 30);
+  // An overlap as wide as the block would never advance.
+  EXPECT_FALSE(pe::OverlapBlockWalk(4000, 3000, 64, 48, 64).Valid());
+}
+
+}  // namespace

@@ -57,6 +57,11 @@ void SetDisplaySize(int width, int height);
 // lower it so that the refusal of oversized stills can be exercised.
 int MaxTextureSize();
 
+// The bound below which the manager accepts effect numbers: fallback unless
+// POSTEFFECT_EFFECT_COUNT holds a number from 1 to 99 (19 reaches every
+// effect).
+unsigned EffectCount(unsigned fallback);
+
 // Asset directory (trailing slash), override directory ("" when none),
 // dump directory.
 std::string AssetDir();

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <functional>
+
+#include "GEShader.h"
+#include "GLFbo.h"
+#include "GLProgEffect.h"
+#include "GLTexture.h"
+
+namespace pe {
+namespace blur {
+
+constexpr int kTaps = 15;
+constexpr int kShifts = 14;
+
+// Row 1 ... 14 of the Gaussian table (sigma 0.2 x (row + 1), offsets -7 ... +7,
+// six decimals); any other row is row 1.
+const float* GaussianRow(int row);
+// The strength parameter's row: p0 / 7 where that is 2 ... 14, else 1.
+int StrengthRow(int p0);
+// The strength parameter's share of the blurred picture in the mix.
+float StrengthMix(int p0);
+// The sketches' fixed kernel.
+extern const float kSketchKernel[kTaps];
+
+}  // namespace blur
+}  // namespace pe
+
+// One direction of the separable 15-tap blur; each effect's blur program is
+// a thin type over it.
+class GLProgBlurPass : public GLProgEffect {
+ public:
+  enum { UNIFORM_GAUSSIAN_KERNEL = 0, UNIFORM_PIXEL_SHIFT = 1 };
+  GLProgBlurPass();
+};
+
+// A program drawing the full-size picture from the sharp source and the
+// blurred one; the locations every such program has.
+class GLProgBlurMix : public GLProgEffect {
+ public:
+  enum { SAMPLER_BLUR_TEX = 0, SAMPLER_CLEAR_TEX = 1 };
+  enum { ATTRIB_BLUR_TEX_COORD = 1, ATTRIB_GLOBAL_TEX_COORD = 2 };
+  static const GLProgram::Location kLocations[5];
+  using GLProgEffect::GLProgEffect;
+};
+
+// What depth of field, tilt-shift and the two sketches share: the picture
+// blurred at reduced size, across into one framebuffer, then down into a
+// second, and a full-size pass drawing from the source and the blur.
+class GEBlurShader : public GEShader {
+ public:
+  using GEShader::ProcFrame;
+  // Preview: refuses only an effect that is not initialised.
+  bool ProcFrame(unsigned a, unsigned b, int w, int h) override;
+  // Fills the tap offsets of both directions from one step in texture units.
+  void SetupPixelStep(float stepX, float stepY);
+  // With m_bCropScalesStep, one step follows the crop: one pixel as shown.
+  bool SetCrop(float x, float y, float width, float height) override;
+
+  unsigned BlurWidth() const { return m_uBlurW; }
+  unsigned BlurHeight() const { return m_uBlurH; }
+
+ protected:
+  explicit GEBlurShader(pe::LogModule* log);
+
+  // After InitCommon: the source sampled linearly and clamped, the two
+  // reduced framebuffers, the blur program bound to the source and the mix
+  // program bound to the blur (slot 0) and the source (slot 1), one step of
+  // one source pixel. Texture and framebuffer failures return false without
+  // a line, as the reduced buffers have always done.
+  bool InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* blur, GLProgBlurMix* mix,
+                  const char* mixLine);
+  // Strength: p0 / 7 picks the kernel row, p0 / 75 the blurred share.
+  void SetStrength(int p0);
+  // A position call: (p0, p1) the centre, (p2, p3) a point on the edge, in
+  // pixels of the effect's size. Gives the centre as fractions and the
+  // radius, at least minimum, corrected by the aspect in proportion to the
+  // drag's horizontal share. False when the effect has no size.
+  bool MeasureDrag(int p0, int p1, int p2, int p3, float minimum, float centre[2],
+                   float* radius) const;
+  // The two reduced passes over the part of the source in m_fPassCoord.
+  void RunBlurPasses();
+  // The full-size pass from texCoords (source) and m_fBlurCoord (blur), with
+  // the block's place in the picture when the program is a capture one.
+  bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms);
+
+  // Capture with an apron of picture around each block (depth of field,
+  // tilt-shift) and with overlapping blocks (sketches).
+  bool RunApronCapture(const char* func, unsigned char* dst, int W, int H);
+  bool RunOverlapCapture(const char* func, unsigned char* dst, int W, int H);
+
+  const float* m_pKernel = nullptr;
+  float m_fMixWeight = 1.f;
+  bool m_bCropScalesStep = false;
+  unsigned m_uBlurW = 0, m_uBlurH = 0;
+  // 14 offsets across, then 14 down, as (s, t) pairs.
+  float m_fPixelShift[4 * pe::blur::kShifts] = {};
+  // The part of the source the reduced passes cover, and where the mix finds
+  // its pixel in the blurred picture.
+  float m_fPassCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+  float m_fBlurCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+
+  GEOwned<GLTexture> m_pTexH{this};
+  GEOwned<GLTexture> m_pTexV{this};
+  GEOwned<GLFbo> m_pFboH{this};
+  GEOwned<GLFbo> m_pFboV{this};
+  GEOwned<GLProgBlurMix> m_pMixProg{this};
+  GEOwned<GLProgBlurPass> m_pBlurProg{this};
+
+ private:
+  bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
+                      const char* fboLine);
+
+  pe::LogModule* m_pBlurLog;
+};

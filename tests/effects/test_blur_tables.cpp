@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "GEBlurPasses.h"
+
+namespace {
+
+// The Gaussian rows are generated, so the rows whose values are known by
+// heart check the formula, the rounding and the offset order.
+TEST(BlurTables, GaussianRowsAndStrengthMapping) {
+  const struct {
+    int row;
+    float centre, one, two;
+  } kKnown[] = {{1, 0.919218f, 0.040388f, 0.000003f},
+                {2, 0.663815f, 0.165524f, 0.002566f},
+                {4, 0.398942f, 0.241971f, 0.053991f},
+                {7, 0.249339f, 0.205101f, 0.114156f},
+                {14, 0.134598f, 0.127325f, 0.107778f}};
+  for (const auto& k : kKnown) {
+    const float* g = pe::blur::GaussianRow(k.row);
+    EXPECT_FLOAT_EQ(g[7], k.centre) << "row " << k.row;
+    EXPECT_FLOAT_EQ(g[6], k.one);
+    EXPECT_FLOAT_EQ(g[8], k.one);
+    EXPECT_FLOAT_EQ(g[5], k.two);
+    EXPECT_FLOAT_EQ(g[9], k.two);
+    EXPECT_NEAR(std::accumulate(g, g + 15, 0.f), 1.f, 1e-5);
+  }
+  EXPECT_EQ(pe::blur::GaussianRow(14)[0], pe::blur::kSketchKernel[0]);
+  EXPECT_EQ(pe::blur::GaussianRow(0), pe::blur::GaussianRow(1));
+
+  // p0 / 7 picks rows 2 ... 14; anything else is row 1.
+  EXPECT_EQ(pe::blur::StrengthRow(13), 1);
+  EXPECT_EQ(pe::blur::StrengthRow(14), 2);
+  EXPECT_EQ(pe::blur::StrengthRow(100), 14);
+  EXPECT_EQ(pe::blur::StrengthRow(105), 1);
+  EXPECT_EQ(pe::blur::StrengthRow(-20), 1);
+  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(0), 0.f);
+  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(30), 0.4f);
+  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(75), 1.f);
+}
+
+}  // namespace

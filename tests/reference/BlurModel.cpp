@@ -1,0 +1,284 @@
+#include "BlurModel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace pe {
+namespace ref {
+namespace {
+
+// The tap each uploaded weight meets: weights 0-4 the taps -5 ... -1, 5 the
+// centre, 6-10 the taps +1 ... +5, then -6, -7, +6, +7.
+const int kTapOfWeight[15] = {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, -6, -7, 6, 7};
+
+float Unorm8(float v) { return std::lround(std::min(1.f, std::max(0.f, v)) * 255.f) / 255.f; }
+
+float Smoothstep(float e0, float e1, float x) {
+  const float t = std::min(1.f, std::max(0.f, (x - e0) / (e1 - e0)));
+  return t * t * (3.f - 2.f * t);
+}
+
+Texel Lerp(const Texel& a, const Texel& b, float f) {
+  return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
+          a.a + (b.a - a.a) * f};
+}
+
+// One pass into a w x h 8-bit buffer: each texel the weighted taps around
+// its place in [s0, s1] x [t0, t1] of src, taps (ds, dt) apart.
+TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, float s1, float t1,
+                  const std::vector<float>& kernel, float ds, float dt) {
+  TextureModel out(w, h);
+  for (int j = 0; j < h; ++j)
+    for (int i = 0; i < w; ++i) {
+      const float s = s0 + (i + 0.5f) / w * (s1 - s0), t = t0 + (j + 0.5f) / h * (t1 - t0);
+      Texel sum{0, 0, 0, 0};
+      for (int k = 0; k < 15; ++k) {
+        const Texel p = src.Linear(s + kTapOfWeight[k] * ds, t + kTapOfWeight[k] * dt);
+        sum = {sum.r + kernel[k] * p.r, sum.g + kernel[k] * p.g, sum.b + kernel[k] * p.b,
+               sum.a + kernel[k] * p.a};
+      }
+      out.At(i, j) = {Unorm8(sum.r), Unorm8(sum.g), Unorm8(sum.b), Unorm8(sum.a)};
+    }
+  return out;
+}
+
+Nv21 Convert(int w, int h, const std::vector<Rgb>& rgb) {
+  return Render(w, h, [&](int x, int y) { return rgb[static_cast<size_t>(y) * w + x]; });
+}
+
+}  // namespace
+
+std::vector<float> GaussianRow(int row) {
+  const double sigma = 0.2 * (row + 1);
+  std::vector<double> g;
+  double sum = 0;
+  for (int i = -7; i <= 7; ++i) {
+    g.push_back(std::exp(-(i * i) / (2 * sigma * sigma)));
+    sum += g.back();
+  }
+  std::vector<float> out;
+  for (double v : g) out.push_back(static_cast<float>(std::round(v / sum * 1e6) / 1e6));
+  return out;
+}
+
+std::vector<float> SketchKernel() {
+  return {0.008847f, 0.018216f, 0.033562f, 0.055335f, 0.081638f, 0.107778f, 0.127325f, 0.134598f,
+          0.127325f, 0.107778f, 0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
+}
+
+Rgb YuvaToRgb(const Texel& t) {
+  return {t.r + 1.402f * t.g - 0.701f * t.a, t.r - 0.714f * t.g - 0.344f * t.b + 0.529f * t.a,
+          t.r + 1.772f * t.b - 0.886f * t.a};
+}
+
+TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
+                        const BlurSpec& spec) {
+  const TextureModel across =
+      Pass(src, spec.blurW, spec.blurH, s0, t0, s1, t1, spec.kernel, spec.stepS, 0.f);
+  return Pass(across, spec.blurW, spec.blurH, 0.f, 0.f, 1.f, 1.f, spec.kernel, 0.f, spec.stepT);
+}
+
+Mixer DofMix(float cx, float cy, float e0, float e1, float whRatioSq, float mixWeight) {
+  return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
+    const float dx = gx - cx, dy = gy - cy;
+    const float f = Smoothstep(e0, e1, dx * dx + dy * dy * whRatioSq) * mixWeight;
+    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+  };
+}
+
+Mixer TiltMix(float fy, float e0, float e1, float mixWeight) {
+  return [=](const Texel& clear, const Texel& blur, float, float gy) {
+    const float f = Smoothstep(e0, e1, std::fabs(gy - fy)) * mixWeight;
+    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+  };
+}
+
+Mixer SketchMix(bool colour) {
+  return [=](const Texel& clear, const Texel& blur, float, float) {
+    const float level = std::floor(blur.r * 8.f + 0.5f) / 8.f * 0.8f + 0.2f;
+    const float merge = (1.f - blur.r + clear.r) / 2.f;
+    const float edge = (merge - 0.484375f) * 64.f;
+    // Where the blur alone decides the output (tilt-shift away from its
+    // band) the GPU matches this model within 3 levels, 99% within 1: a pixel
+    // whose level or line could flip within 2.5 levels is not compared.
+    const float margin = 2.5f / 255.f;
+    const float lift = blur.r * 8.f + 0.5f - std::floor(blur.r * 8.f + 0.5f);
+    MixResult m;
+    m.ambiguous =
+        lift < 8 * margin || lift > 1 - 8 * margin || std::fabs(edge - 0.3f) < 32 * margin;
+    if (edge < 0.3f)
+      m.rgb = {0, 0, 0};
+    else if (colour)
+      m.rgb = YuvaToRgb({level, blur.g, blur.b, blur.a});
+    else
+      m.rgb = {level, level, level};
+    return m;
+  };
+}
+
+Expected PreviewModel(const Nv21& frame, int allocW, const BlurSpec& spec, float clearScale,
+                      float blurScale, const Mixer& mix) {
+  const int w = frame.width, h = frame.height;
+  TextureModel src = TextureModel::FromFrame(frame, allocW);
+  for (int y = 0; y < h; ++y)
+    for (int x = w; x < allocW; ++x) src.At(x, y) = src.At(w - 1, y);
+  const TextureModel blur = BlurPasses(src, 0, 0, static_cast<float>(w) / allocW, 1, spec);
+  std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
+  Expected e;
+  e.skip.assign(rgb.size(), 0);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const float u = (x + 0.5f) / w, v = (y + 0.5f) / h;
+      const MixResult m = mix(src.Linear(u * clearScale, v), blur.Linear(u * blurScale, v), u, v);
+      rgb[static_cast<size_t>(y) * w + x] = m.rgb;
+      e.skip[static_cast<size_t>(y) * w + x] = m.ambiguous;
+    }
+  e.frame = Convert(w, h, rgb);
+  return e;
+}
+
+Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSpec spec, const Mixer& mix) {
+  const int W = still.width, H = still.height;
+  const int coreW = texW - 192, coreH = texH - 192;
+  // Steps in pixels of the still (the crop is the whole picture, rows as
+  // wide as the source).
+  const float stepX = static_cast<float>(W) / coreW, stepY = static_cast<float>(H) / coreH;
+  const TextureModel src = TextureModel::FromFrame(still, W);
+  std::vector<Rgb> rgb(static_cast<size_t>(W) * H);
+  Expected e;
+  e.skip.assign(rgb.size(), 0);
+  for (int by = 0; by < H; by += coreH)
+    for (int bx = 0; bx < W; bx += coreW) {
+      const int bw = std::min(coreW, W - bx), bh = std::min(coreH, H - by);
+      const int x0 = bx < 65 ? 0 : (bx - 64) / 32 * 32;
+      int fw = (bx - x0 + bw + 95) / 32 * 32;
+      if (bx + fw > W) fw = W - x0;
+      const int y0 = by < 65 ? 0 : by - 64;
+      const int fh = bh + 2 * by + 63 - y0 >= H ? H - y0 : by + 64 + bh - y0;
+      spec.stepS = stepX / W;
+      spec.stepT = stepY / fh;
+      const TextureModel blur =
+          BlurPasses(src, static_cast<float>(x0) / W, static_cast<float>(y0) / H,
+                     static_cast<float>(x0 + fw) / W, static_cast<float>(y0 + fh) / H, spec);
+      for (int y = by; y < by + bh; ++y)
+        for (int x = bx; x < bx + bw; ++x) {
+          const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
+          const MixResult m = mix(src.Linear(gx, gy),
+                                  blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
+          rgb[static_cast<size_t>(y) * W + x] = m.rgb;
+          e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
+        }
+    }
+  e.frame = Convert(W, H, rgb);
+  return e;
+}
+
+Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSpec spec,
+                             const Mixer& mix) {
+  const int W = still.width, H = still.height;
+  const float stepX = static_cast<float>(W) / texW / texW,
+              stepY = static_cast<float>(H) / texH / texH;
+  const int halfX = (static_cast<int>(std::ceil(stepX * 5 * texW)) + 1) / 2 * 2;
+  const int halfY = static_cast<int>(std::ceil(stepY * 5 * texH));
+  const int cols = static_cast<int>(std::ceil(static_cast<float>(W) / (texW - 2 * halfX)));
+  const int rows = static_cast<int>(std::ceil(static_cast<float>(H) / (texH - 2 * halfY)));
+  spec.stepS = stepX * allocW / W;
+  spec.stepT = stepY;
+  // How far a kept pixel's blur reaches, in pixels of the still.
+  const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / spec.blurW;
+  const float reachY = 7 * stepY * texH + static_cast<float>(texH) / spec.blurH;
+  const TextureModel src = TextureModel::FromFrame(still, W);
+  Expected e;
+  e.frame = Nv21(W, H);
+  e.skip.assign(static_cast<size_t>(W) * H, 0);
+  int x = 0, y = 0;
+  for (int run = 0; run < cols * rows; ++run) {
+    int w = std::min(texW, W - x);
+    if (w % 32) {
+      w = (w + 31) / 32 * 32;
+      x = std::max(0, W - w);
+    }
+    const int h = std::min(texH, H - y);
+    // The block's texture holds the still from (x, y); its blur covers the
+    // texture's valid columns and all its rows.
+    const TextureModel blur =
+        BlurPasses(src, static_cast<float>(x) / W, static_cast<float>(y) / H,
+                   static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, spec);
+    std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
+    std::vector<char> skip(rgb.size());
+    for (int j = 0; j < h; ++j)
+      for (int i = 0; i < w; ++i) {
+        const MixResult m = mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
+                                blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0);
+        rgb[static_cast<size_t>(j) * w + i] = m.rgb;
+        skip[static_cast<size_t>(j) * w + i] = m.ambiguous;
+      }
+    const Nv21 block = Convert(w, h, rgb);
+    // Written back as the output copy does: the first half of each overlap
+    // is left to the block before.
+    const int s = x ? halfX : 0, r0 = y ? halfY : 0;
+    for (int r = r0; r < h && y + r < H; ++r) {
+      for (int i = s; i < w && x + i < W; ++i) {
+        e.frame.y()[static_cast<size_t>(y + r) * W + x + i] =
+            block.y()[static_cast<size_t>(r) * w + i];
+        const bool seam = (x && i < reachX) || (x + w < W && i >= w - reachX) ||
+                          (y && r < reachY) || (y + h < H && r >= h - reachY);
+        const char own = skip[static_cast<size_t>(r) * w + i];
+        e.skip[static_cast<size_t>(y + r) * W + x + i] = seam && !own ? kSeam : own;
+        if ((y + r) % 2 == 0)
+          e.frame.uv()[static_cast<size_t>(y + r) / 2 * W + x + i] =
+              block.uv()[static_cast<size_t>(r / 2) * w + i];
+      }
+    }
+    x += texW - 2 * halfX;
+    if (x >= W) {
+      x = 0;
+      y += texH - 2 * halfY;
+    }
+    if (y >= H) x = y = 0;
+  }
+  return e;
+}
+
+MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
+  MaskedDiff d;
+  const Nv21& want = expected.frame;
+  if (actual.width != want.width || actual.height != want.height) {
+    d.diff.maxY = d.diff.maxUV = 256;
+    return d;
+  }
+  const int w = want.width, h = want.height;
+  auto skipped = [&](int x, int y) { return expected.skip[static_cast<size_t>(y) * w + x] != 0; };
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const size_t i = static_cast<size_t>(y) * w + x;
+      const int diff = std::abs(actual.y()[i] - want.y()[i]);
+      if (skipped(x, y)) {
+        ++d.skipped;
+        if (expected.skip[i] == kSeam) {
+          ++d.seam;
+          d.seamOff += diff > 4;
+        }
+        continue;
+      }
+      if (diff > d.diff.maxY) {
+        d.diff.maxY = diff;
+        d.diff.worstX = x;
+        d.diff.worstY = y;
+      }
+    }
+  for (int y = 0; y + 1 < h; y += 2)
+    for (int x = 0; x + 1 < w; x += 2) {
+      if (skipped(x, y) || skipped(x + 1, y) || skipped(x, y + 1) || skipped(x + 1, y + 1))
+        continue;
+      for (int c = 0; c < 2; ++c) {
+        const size_t i = static_cast<size_t>(y / 2) * w + x + c;
+        d.diff.maxUV = std::max(d.diff.maxUV, std::abs(actual.uv()[i] - want.uv()[i]));
+      }
+    }
+  return d;
+}
+
+}  // namespace ref
+}  // namespace pe
