@@ -124,10 +124,10 @@ TEST_F(Commands, ApplyCapturesLargePicturesBehindAPreviewSizedService) {
 
 TEST_F(Commands, PicturesAreCroppedToWholeFramesWithANote) {
   std::string error;
-  ASSERT_TRUE(WriteImageFile(Path("odd.png"), TestChart(66, 49), &error));
+  ASSERT_TRUE(WriteImageFile(Path("odd.png"), TestChart(79, 49), &error));
   const Result r = Cli({"apply", "--effect", "0", Path("odd.png"), Path("out.yuv")});
   ASSERT_EQ(r.rc, 0) << r.err;
-  EXPECT_NE(r.err.find("from 66x49 to 64x48"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("from 79x49 to 64x48"), std::string::npos) << r.err;
   EXPECT_EQ(ReadFile(Path("out.yuv")).size(), 64u * 48 * 3 / 2);
 }
 

@@ -204,9 +204,11 @@ Bitmap StylizeContrastRamp() {
 // frame's height for V and, as H reads its mask transposed, the frame's
 // width for H. The shaded side (first stored row: top of the frame for V,
 // left for H) fades into white across the middle. The shader multiplies the
-// picture's red by the first byte, so bytes are in R, G, B order here.
+// picture's red by the first byte, so bytes are in R, G, B order here. The
+// masks vary along t only, so they are kept narrow: H reads its mask down
+// the columns, which on a wide mask misses the texture cache at every pixel.
 Bitmap TwoToneMask(Rgb shade) {
-  Bitmap bmp(256, 256, 24);
+  Bitmap bmp(32, 256, 24);
   for (int y = 0; y < bmp.height; ++y) {
     const double w = Smoothstep(0.3, 0.7, (y + 0.5) / bmp.height);
     const uint8_t px[3] = {ToByte(shade.r + (1.0 - shade.r) * w),

@@ -14,7 +14,7 @@ namespace pe::cli {
 
 namespace {
 
-constexpr int kFrameWidthStep = 4;
+constexpr int kFrameWidthStep = 16;
 
 constexpr int kMaxPreviewSide = 4096;  // a preview is one texture
 constexpr Size kDefaultChart{1280, 720};
@@ -52,7 +52,7 @@ constexpr const char kApplyUsage[] =
     "\n"
     "Runs IN, or the built-in test chart, through one effect and writes OUT. The\n"
     "file type follows the extension: .jpg/.jpeg, .png, or .nv21/.yuv for one raw\n"
-    "NV21 frame. Pictures are cropped to a width in groups of 4 pixels and an even\n"
+    "NV21 frame. Pictures are cropped to a width in groups of 16 pixels and an even\n"
     "height. OUT appears only when complete.\n"
     "\n"
     "options:\n";
@@ -207,13 +207,14 @@ bool LoadInput(const std::string& path, bool hasSize, Size size, const Context& 
     *error = "'" + path + "' is " + SizeText(image.width, image.height) + ", too small for a frame";
     return false;
   }
-  // The library writes its output planes in groups of four pixels a row, so
-  // a picture is cut to that, and to even rows for NV21.
+  // The library expands a frame's rows in groups of 16 pixels and writes its
+  // output planes in groups of four, so a picture is cut to whole groups,
+  // and to even rows for NV21.
   if (image.width % kFrameWidthStep || image.height % 2) {
     Line(ctx.err, "note: cropping '" + path + "' from " + SizeText(image.width, image.height) +
                       " to " +
                       SizeText(image.width / kFrameWidthStep * kFrameWidthStep, image.height & ~1) +
-                      " (frames need widths in groups of 4 pixels and even heights)");
+                      " (frames need widths in groups of 16 pixels and even heights)");
   }
   *frame = RgbToNv21(CropToFrame(image, kFrameWidthStep));
   return true;
