@@ -48,7 +48,7 @@ int Map(int v, int size, int display) { return size * v / display; }
 // The user's strength, centre and edge point as each effect turns them into
 // its blur and mix, for a w x h picture (W x H when captured).
 struct LookModel {
-  ref::BlurSpec spec;
+  ref::BlurSetup setup;
   ref::Mixer mix;
   float clearScale, blurScale;
 };
@@ -60,8 +60,8 @@ LookModel Describe(int number, int w, int h, int allocW, int W, int H) {
               dy = std::fabs(static_cast<float>(ey - cy) / h);
   const float crop = static_cast<float>(w) / allocW;
   LookModel s{};
-  s.spec.stepS = 1.f / w;
-  s.spec.stepT = 1.f / h;
+  s.setup.stepS = 1.f / w;
+  s.setup.stepT = 1.f / h;
   s.clearScale = crop;
   s.blurScale = 1.f;
   if (number == 2) {
@@ -70,23 +70,23 @@ LookModel Describe(int number, int w, int h, int allocW, int W, int H) {
     const float r = std::fmax(std::sqrt(dx * dx + dy * dy), legacy ? 0.06f : 0.15f);
     const float R = r + (static_cast<float>(w) / h - 1.f) * dx;
     const float e0 = legacy ? R - 0.075f : R - 0.225f, e1 = legacy ? R + 0.075f : R - 0.075f;
-    s.spec.kernel = ref::GaussianRow(60 / 7);  // strength 60: row 8, 0.8 of the blur
-    s.spec.blurW = w / 2;
-    s.spec.blurH = 192 * h / 360;
+    s.setup.kernel = ref::GaussianRow(60 / 7);  // strength 60: row 8, 0.8 of the blur
+    s.setup.blurW = w / 2;
+    s.setup.blurH = 192 * h / 360;
     s.blurScale = crop;
     s.mix = ref::DofMix(static_cast<float>(cx) / w, static_cast<float>(cy) / h, e0 * e0, e1 * e1,
                         std::pow(static_cast<float>(H) / W, 2.f), 0.8f);
   } else if (number == 7) {
     const float R = std::fmax(dy, 0.1f);
-    s.spec.kernel = ref::GaussianRow(14);
-    s.spec.blurW = w * 320 / 800;
-    s.spec.blurH = 192 * h / 480;
+    s.setup.kernel = ref::GaussianRow(14);
+    s.setup.blurW = w * 320 / 800;
+    s.setup.blurH = 192 * h / 480;
     s.mix = ref::TiltMix(static_cast<float>(cy) / h, (R - 0.075f) * (R - 0.075f),
                          (R + 0.075f) * (R + 0.075f), 1.f);
   } else {
-    s.spec.kernel = ref::SketchKernel();
-    s.spec.blurW = w / 4;
-    s.spec.blurH = h * 180 / 768;
+    s.setup.kernel = ref::SketchKernel();
+    s.setup.blurW = w / 4;
+    s.setup.blurH = h * 180 / 768;
     s.mix = ref::SketchMix(number == 18);
   }
   return s;
@@ -119,7 +119,7 @@ TEST_P(BlurLooksModel, PreviewAndCaptureMatchTheModel) {
   const LookModel s = Describe(look.number, w, h, allocW, w, h);
   ref::MaskedDiff d = ref::CompareMasked(
       Preview(shm, frame),
-      ref::PreviewModel(frame, allocW, s.spec, s.clearScale, s.blurScale, s.mix));
+      ref::PreviewModel(frame, allocW, s.setup, s.clearScale, s.blurScale, s.mix));
   EXPECT_LE(d.diff.maxY, 4) << d.diff.worstX << "," << d.diff.worstY;
   EXPECT_LE(d.diff.maxUV, 4);
   // Only the sketches' thresholds leave pixels out, and not most.
@@ -141,8 +141,8 @@ TEST_P(BlurLooksModel, PreviewAndCaptureMatchTheModel) {
   const Nv21 big = ref::MakeFrame(4000, 3000, 70 + look.number);
   ASSERT_EQ(Capture(still, big), 0);
   const LookModel c = Describe(look.number, w, h, allocW, 4000, 3000);
-  const ref::Expected want = sketch ? ref::OverlapCaptureModel(big, w, h, allocW, c.spec, c.mix)
-                                    : ref::ApronCaptureModel(big, w, h, c.spec, c.mix);
+  const ref::Expected want = sketch ? ref::OverlapCaptureModel(big, w, h, allocW, c.setup, c.mix)
+                                    : ref::ApronCaptureModel(big, w, h, c.setup, c.mix);
   d = ref::CompareMasked(still.Get(), want);
   EXPECT_LE(d.diff.maxY, 4) << d.diff.worstX << "," << d.diff.worstY;
   EXPECT_LE(d.diff.maxUV, 4);

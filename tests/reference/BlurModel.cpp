@@ -73,10 +73,10 @@ Rgb YuvaToRgb(const Texel& t) {
 }
 
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
-                        const BlurSpec& spec) {
+                        const BlurSetup& setup) {
   const TextureModel across =
-      Pass(src, spec.blurW, spec.blurH, s0, t0, s1, t1, spec.kernel, spec.stepS, 0.f);
-  return Pass(across, spec.blurW, spec.blurH, 0.f, 0.f, 1.f, 1.f, spec.kernel, 0.f, spec.stepT);
+      Pass(src, setup.blurW, setup.blurH, s0, t0, s1, t1, setup.kernel, setup.stepS, 0.f);
+  return Pass(across, setup.blurW, setup.blurH, 0.f, 0.f, 1.f, 1.f, setup.kernel, 0.f, setup.stepT);
 }
 
 Mixer DofMix(float cx, float cy, float e0, float e1, float whRatioSq, float mixWeight) {
@@ -117,13 +117,13 @@ Mixer SketchMix(bool colour) {
   };
 }
 
-Expected PreviewModel(const Nv21& frame, int allocW, const BlurSpec& spec, float clearScale,
+Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, float clearScale,
                       float blurScale, const Mixer& mix) {
   const int w = frame.width, h = frame.height;
   TextureModel src = TextureModel::FromFrame(frame, allocW);
   for (int y = 0; y < h; ++y)
     for (int x = w; x < allocW; ++x) src.At(x, y) = src.At(w - 1, y);
-  const TextureModel blur = BlurPasses(src, 0, 0, static_cast<float>(w) / allocW, 1, spec);
+  const TextureModel blur = BlurPasses(src, 0, 0, static_cast<float>(w) / allocW, 1, setup);
   std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
   Expected e;
   e.skip.assign(rgb.size(), 0);
@@ -138,7 +138,8 @@ Expected PreviewModel(const Nv21& frame, int allocW, const BlurSpec& spec, float
   return e;
 }
 
-Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSpec spec, const Mixer& mix) {
+Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setup,
+                           const Mixer& mix) {
   const int W = still.width, H = still.height;
   const int coreW = texW - 192, coreH = texH - 192;
   // Steps in pixels of the still (the crop is the whole picture, rows as
@@ -156,11 +157,11 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSpec spec,
       if (bx + fw > W) fw = W - x0;
       const int y0 = by < 65 ? 0 : by - 64;
       const int fh = bh + 2 * by + 63 - y0 >= H ? H - y0 : by + 64 + bh - y0;
-      spec.stepS = stepX / W;
-      spec.stepT = stepY / fh;
+      setup.stepS = stepX / W;
+      setup.stepT = stepY / fh;
       const TextureModel blur =
           BlurPasses(src, static_cast<float>(x0) / W, static_cast<float>(y0) / H,
-                     static_cast<float>(x0 + fw) / W, static_cast<float>(y0 + fh) / H, spec);
+                     static_cast<float>(x0 + fw) / W, static_cast<float>(y0 + fh) / H, setup);
       for (int y = by; y < by + bh; ++y)
         for (int x = bx; x < bx + bw; ++x) {
           const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
@@ -174,7 +175,7 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSpec spec,
   return e;
 }
 
-Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSpec spec,
+Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix) {
   const int W = still.width, H = still.height;
   const float stepX = static_cast<float>(W) / texW / texW,
@@ -183,11 +184,11 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   const int halfY = static_cast<int>(std::ceil(stepY * 5 * texH));
   const int cols = static_cast<int>(std::ceil(static_cast<float>(W) / (texW - 2 * halfX)));
   const int rows = static_cast<int>(std::ceil(static_cast<float>(H) / (texH - 2 * halfY)));
-  spec.stepS = stepX * allocW / W;
-  spec.stepT = stepY;
+  setup.stepS = stepX * allocW / W;
+  setup.stepT = stepY;
   // How far a kept pixel's blur reaches, in pixels of the still.
-  const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / spec.blurW;
-  const float reachY = 7 * stepY * texH + static_cast<float>(texH) / spec.blurH;
+  const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / setup.blurW;
+  const float reachY = 7 * stepY * texH + static_cast<float>(texH) / setup.blurH;
   const TextureModel src = TextureModel::FromFrame(still, W);
   Expected e;
   e.frame = Nv21(W, H);
@@ -204,7 +205,7 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
     // texture's valid columns and all its rows.
     const TextureModel blur =
         BlurPasses(src, static_cast<float>(x) / W, static_cast<float>(y) / H,
-                   static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, spec);
+                   static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, setup);
     std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
     std::vector<char> skip(rgb.size());
     for (int j = 0; j < h; ++j)

@@ -23,7 +23,7 @@ std::vector<float> SketchKernel();
 // (Y, V, U, A) to RGB: the constant terms of the matrix scale with A.
 Rgb YuvaToRgb(const Texel& t);
 
-struct BlurSpec {
+struct BlurSetup {
   std::vector<float> kernel;  // 15 weights in the order uploaded
   int blurW, blurH;           // reduced buffer size
   float stepS, stepT;         // one tap across (source units), down (blur units)
@@ -31,7 +31,7 @@ struct BlurSpec {
 
 // The two reduced passes over the rectangle [s0, s1] x [t0, t1] of src.
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
-                        const BlurSpec& spec);
+                        const BlurSetup& setup);
 
 // What the full-size pass makes of the sharp and blurred samples at a
 // pixel whose place in the whole picture is (gx, gy), as fractions.
@@ -63,19 +63,20 @@ struct Expected {
 // extended with its last pixel as the service expands frames. The blur
 // passes read the valid columns; the mix reads the sharp picture and the
 // blur at (clearScale x s, t) and (blurScale x s, t) for s, t over 0 ... 1.
-Expected PreviewModel(const Nv21& frame, int allocW, const BlurSpec& spec, float clearScale,
+Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, float clearScale,
                       float blurScale, const Mixer& mix);
 
 // A still captured through the apron walk behind a texW x texH source
 // with rows as wide as it and the crop the whole picture: each block blurred over its
 // fetched rectangle with the capture's steps, the picture's edges repeated.
-Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSpec spec, const Mixer& mix);
+Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setup,
+                           const Mixer& mix);
 
 // A still captured through the overlap walk: blocks of the source size
 // stepping by the size less the overlap, each blurred as a whole texture.
 // The overlap is five steps, the kernel reaches seven and a blur texel:
 // pixels that close to a block's inner edge are marked kSeam.
-Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSpec spec,
+Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix);
 
 // Largest differences outside the skipped pixels, how many were skipped,
