@@ -59,13 +59,13 @@ bool GEShaderWhiteboard::ProcFrame(unsigned char*, unsigned char* dst, int width
 
 bool GEShaderWhiteboard::ProcBlock(unsigned, unsigned, int, int) {
   if (!m_captureMode) {
-    // The preview follows the crop, read afresh every frame, over the
-    // stride-corrected columns.
+    // The preview follows the crop, read afresh every frame. The crop is in
+    // source-texture terms and its default already keeps to the frame's
+    // columns, so the stride is not applied a second time (that would squeeze
+    // a frame whose width is not a multiple of 32).
     static const float kCorners[8] = {0, 1, 0, 0, 1, 0, 1, 1};
-    const float stride =
-        static_cast<float>(m_uWidth) / static_cast<float>(m_pSrcTexture->GetAllocWidth());
     for (int i = 0; i < 4; ++i) {
-      m_fTexCoord[2 * i] = m_fCrop[0] + stride * kCorners[2 * i] * m_fCrop[2];
+      m_fTexCoord[2 * i] = m_fCrop[0] + kCorners[2 * i] * m_fCrop[2];
       m_fTexCoord[2 * i + 1] = m_fCrop[1] + kCorners[2 * i + 1] * m_fCrop[3];
     }
   }

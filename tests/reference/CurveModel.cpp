@@ -91,10 +91,9 @@ Nv21 WhiteboardPreview(const TextureModel& curve, const Nv21& frame, int allocW,
   const TextureModel src = TextureModel::FromFrame(frame, allocW);
   const float def[4] = {0, 0, static_cast<float>(w) / allocW, 1};
   const float* c = crop ? crop : def;
-  const float stride = static_cast<float>(w) / allocW;
   return Render(w, h, [&](int x, int y) {
-    return Whiteboard(src, curve, c[0] + stride * Centre(x, w) * c[2], c[1] + Centre(y, h) * c[3],
-                      1.f / w, 1.f / h);
+    return Whiteboard(src, curve, c[0] + Centre(x, w) * c[2], c[1] + Centre(y, h) * c[3], 1.f / w,
+                      1.f / h);
   });
 }
 

@@ -62,12 +62,9 @@ TextureModel TextureModel::FromFrame(const Nv21& frame, int allocW) {
   TextureModel t(allocW, frame.height);
   for (int y = 0; y < frame.height; ++y)
     for (int x = 0; x < allocW; ++x) {
-      if (x >= frame.width) {
-        t.At(x, y) = {0, 0, 0, 0};
-        continue;
-      }
-      const uint8_t* c = frame.uv() + static_cast<size_t>(y / 2) * frame.width + (x & ~1);
-      t.At(x, y) = {frame.y()[static_cast<size_t>(y) * frame.width + x] / 255.f, c[0] / 255.f,
+      const int sx = std::min(x, frame.width - 1);
+      const uint8_t* c = frame.uv() + static_cast<size_t>(y / 2) * frame.width + (sx & ~1);
+      t.At(x, y) = {frame.y()[static_cast<size_t>(y) * frame.width + sx] / 255.f, c[0] / 255.f,
                     c[1] / 255.f, 1};
     }
   return t;

@@ -30,7 +30,8 @@ class TextureModel {
   // Returns an empty model (Empty()) when the file cannot be read.
   static TextureModel FromBmp(const std::string& path, Kind kind);
   // The frame in the source texture: texels (Y, V, U, 1), rows allocW wide;
-  // the padding columns are black.
+  // the padding columns repeat the last pixel, as the frame's expansion
+  // writes them.
   static TextureModel FromFrame(const Nv21& frame, int allocW);
 
   bool Empty() const { return m_texels.empty(); }
