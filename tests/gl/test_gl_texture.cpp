@@ -1,49 +1,17 @@
 #include <posteffect/Globals.h>
 #include <ui/GraphicBuffer.h>
 
-#include <algorithm>
 #include <memory>
 
 #include "GLFbo.h"
 #include "GLTexture.h"
 #include "GlTest.h"
-#include "Pixels.h"
 
 namespace pe {
 namespace test {
 namespace {
 
 using GLTextureTest = GLTest;
-
-TEST_F(GLTextureTest, StreamingTexelsWrittenAtTheAllocatedStrideAreWhatTheGpuSamples) {
-  struct Kind {
-    unsigned format, type, width, alloc;
-    int bpp;
-  };
-  const Kind kinds[] = {{GL_RGBA, GL_UNSIGNED_BYTE, 100, 128, 4},
-                        {GL_RGB, GL_UNSIGNED_BYTE, 33, 64, 3},
-                        {GL_RGB, GL_UNSIGNED_SHORT_5_6_5, 40, 64, 2}};
-  const int h = 3;
-  for (const Kind& k : kinds) {
-    SCOPED_TRACE(k.width);
-    GLTexture tex;
-    ASSERT_EQ(tex.Init(k.format, k.type, k.width, h, 1), 1u);
-    EXPECT_TRUE(tex.IsStreaming());
-    EXPECT_EQ(tex.GetWidth(), k.width);
-    EXPECT_EQ(tex.GetAllocWidth(), k.alloc);
-    EXPECT_EQ(tex.GetBytesPerPixel(), k.bpp);
-    auto* data = static_cast<uint8_t*>(tex.GetSTDataBuf());
-    ASSERT_NE(data, nullptr);
-    // Rows k.alloc * k.bpp bytes apart (512 for RGBA 100), padding included.
-    const Bytes ramp = Ramp(static_cast<size_t>(k.alloc) * k.bpp * h);
-    std::copy(ramp.begin(), ramp.end(), data);
-    const Bytes px = Sample(tex);
-    ASSERT_EQ(px.size(), static_cast<size_t>(k.alloc) * h * 4);
-    for (size_t i = 0; i < static_cast<size_t>(k.alloc) * h; ++i)
-      for (int c = 0; c < 4; ++c)
-        ASSERT_EQ(px[4 * i + c], Decoded(ramp, k.bpp * 8, i, c)) << "texel " << i << " ch " << c;
-  }
-}
 
 TEST_F(GLTextureTest, KindsOutsideTheStreamingTableAreRefused) {
   GLTexture lum, yuv;
@@ -52,18 +20,11 @@ TEST_F(GLTextureTest, KindsOutsideTheStreamingTableAreRefused) {
   EXPECT_EQ(yuv.Init(GLTexture::kFormatYUV, GL_UNSIGNED_BYTE, 64, 4, 1), 0u);
   EXPECT_TRUE(m_log.Contains("[Init] YUV ST created in this way not implemented", "GLTexture"));
 
-  // As a normal texture luminance is fine; it has no byte size of its own.
+  // As a normal texture luminance is fine, but has no memory to write into.
   EXPECT_EQ(lum.Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, 64, 4, 0), 1u);
   EXPECT_FALSE(lum.IsStreaming());
-  EXPECT_EQ(lum.GetBytesPerPixel(), 0);
   EXPECT_EQ(lum.GetSTDataBuf(), nullptr);
   EXPECT_TRUE(m_log.Contains("[GetSTDataBuf] ERROR, only streaming texture use this method\n"));
-  GLTexture rgb, rgb565;
-  EXPECT_EQ(rgb.Init(GL_RGB, GL_UNSIGNED_BYTE, 10, 4, 0), 1u);
-  EXPECT_EQ(rgb.GetBytesPerPixel(), 3);
-  EXPECT_EQ(rgb.GetAllocWidth(), 10u);
-  EXPECT_EQ(rgb565.Init(GL_RGB, GL_UNSIGNED_SHORT_5_6_5, 10, 4, 0), 1u);
-  EXPECT_EQ(rgb565.GetBytesPerPixel(), 2);
 }
 
 TEST_F(GLTextureTest, NormalTextureTakesWholeImagesOfItsOwnSizeOnly) {
@@ -98,7 +59,6 @@ TEST_F(GLTextureTest, WrapsACallersBufferAtOneAddressOnly) {
   GLTexture tex;
   ASSERT_EQ(tex.Init(a->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 1u);
   EXPECT_EQ(m_log.Count("[GLTexture::Init] unequal context"), 1);
-  EXPECT_EQ(m_log.Count("[GLTexture::Init] ######################"), 2);
   EXPECT_EQ(tex.m_pData, baseA);
   EXPECT_EQ(tex.Init(a->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 1u);
   EXPECT_EQ(tex.Init(b->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 0u);
