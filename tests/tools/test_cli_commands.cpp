@@ -146,7 +146,6 @@ TEST_F(Commands, EveryFailureIsOneLineNamingTheCauseAndLeavesNoOutput) {
       {{"apply", "--effect", "1", "--size", "64x64", Path("in.nv21"), out},
        kExitFailure,
        "in.nv21' holds 4608 bytes"},
-      {{"apply", "--effect", "sepia", out}, kExitUsage, "unknown effect 'sepia'"},
       {{"apply", "--effect", "1", "--crop", "0,0,2000,10", out},
        kExitUsage,
        "reaches outside the 1280x720 picture"},
