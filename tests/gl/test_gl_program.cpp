@@ -1,8 +1,6 @@
 #include <pe/Platform.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -105,26 +103,6 @@ TEST_F(GLProgramTest, DrawCoversTheTargetWithEachSlotOnItsOwnUnit) {
   prog.SetTextures(1, &t1);
   // Both triangles, upright, texel for texel, from the texture in slot 1.
   EXPECT_EQ(Render(prog, w, h), second);
-}
-
-TEST_F(GLProgramTest, MatrixSlotReceivesTheYuvToRgbMatrix) {
-  // yuvx texels: Y, V, U, 255.
-  const std::vector<uint8_t> yuvx = {128, 128, 128, 255, 200, 60,  90, 255,
-                                     30,  200, 40,  255, 235, 128, 16, 255};
-  GLTexture tex;
-  Fill(tex, 4, 1, yuvx);
-  TestProgram prog(kQuadVS, kYuvFS, With(CopyLocations(), kMatrix));
-  ASSERT_EQ(prog.Load(), 1u);
-  prog.SetTextures(0, &tex);
-  const std::vector<uint8_t> px = Render(prog, 4, 1);
-  for (int i = 0; i < 4; ++i) {
-    const double y = yuvx[4 * i] / 255.0, v = yuvx[4 * i + 1] / 255.0, u = yuvx[4 * i + 2] / 255.0;
-    const double rgb[3] = {y + 1.402 * v - 0.701, y - 0.714 * v - 0.344 * u + 0.529,
-                           y + 1.772 * u - 0.886};
-    for (int c = 0; c < 3; ++c)
-      EXPECT_NEAR(px[4 * i + c], std::round(std::clamp(rgb[c], 0.0, 1.0) * 255), 2)
-          << "texel " << i << " channel " << c;
-  }
 }
 
 TEST_F(GLProgramTest, BinaryRoundTripDrawsTheSamePixels) {

@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "LogCapture.h"
 
@@ -31,14 +32,12 @@ TEST(GraphicBuffer, RowsArePaddedTo32AndMemoryIsSharedAndWritable) {
 }
 
 TEST(GraphicBuffer, RefusesUnknownFormatsAndAbsurdSizes) {
-  EXPECT_NE(
-      (sp<android::GraphicBuffer>(new android::GraphicBuffer(64, 64, 0x190B, 0)))->initCheck(), 0);
-  EXPECT_NE((sp<android::GraphicBuffer>(new android::GraphicBuffer(0, 64, 1, 0)))->initCheck(), 0);
-  EXPECT_NE((sp<android::GraphicBuffer>(new android::GraphicBuffer(1u << 20, 1u << 20, 1, 0)))
-                ->initCheck(),
-            0);
-  EXPECT_EQ((sp<android::GraphicBuffer>(new android::GraphicBuffer(33, 2, 4, 0)))->getStride(),
-            64u);
+  const unsigned bad[][3] = {{64, 64, 0x190B}, {0, 64, 1}, {1u << 20, 1u << 20, 1}};
+  for (const auto& b : bad)
+    EXPECT_NE(
+        sp<android::GraphicBuffer>(new android::GraphicBuffer(b[0], b[1], b[2], 0))->initCheck(), 0)
+        << b[0] << "x" << b[1] << " format " << b[2];
+  EXPECT_EQ(sp<android::GraphicBuffer>(new android::GraphicBuffer(33, 2, 4, 0))->getStride(), 64u);
 }
 
 TEST(MemoryHeap, NegativeIdOnFailureAndUsableMemoryOtherwise) {
@@ -109,21 +108,19 @@ TEST(LogMask, LevelBitsGateMessagesAndMasksAreAskedOnce) {
 }
 
 TEST(Environment, DisplaySizeAndDirectories) {
-  int w = 0, h = 0;
-  unsetenv("POSTEFFECT_DISPLAY");
-  ASSERT_TRUE(pe::platform::QueryDisplaySize(&w, &h));
-  EXPECT_EQ(w, 1920);
-  EXPECT_EQ(h, 1080);
-  setenv("POSTEFFECT_DISPLAY", "720x1280", 1);
-  pe::platform::QueryDisplaySize(&w, &h);
-  EXPECT_EQ(w, 720);
-  EXPECT_EQ(h, 1280);
-  setenv("POSTEFFECT_DISPLAY", "-5x10", 1);
-  pe::platform::QueryDisplaySize(&w, &h);
-  EXPECT_EQ(w, 1920);
+  // The environment's size unless unreadable, and a size set in code over both.
+  const std::pair<const char*, int> sizes[] = {
+      {nullptr, 19201080}, {"720x1280", 7201280}, {"-5x10", 19201080}};
+  for (const auto& [env, size] : sizes) {
+    env ? setenv("POSTEFFECT_DISPLAY", env, 1) : unsetenv("POSTEFFECT_DISPLAY");
+    int w = 0, h = 0;
+    ASSERT_TRUE(pe::platform::QueryDisplaySize(&w, &h));
+    EXPECT_EQ(w * 10000 + h, size) << (env ? env : "unset");
+  }
   pe::platform::SetDisplaySize(800, 480);
+  int w = 0, h = 0;
   pe::platform::QueryDisplaySize(&w, &h);
-  EXPECT_EQ(w, 800);
+  EXPECT_EQ(w * 10000 + h, 8000480);
   pe::platform::SetDisplaySize(0, 0);
   unsetenv("POSTEFFECT_DISPLAY");
 

@@ -7,6 +7,8 @@
 #include <array>
 #include <climits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "LogCapture.h"
 
@@ -25,25 +27,17 @@ int EffectOf(const std::string& flattened, bool* found) {
   return effect;
 }
 
-TEST(GPUEffect, FirstCharacterSelectsTheNumberAndBSkipsA) {
-  const std::string valid = "0123456789BCDEFGHIJ";
-  for (size_t i = 0; i < valid.size(); ++i) {
-    bool found = false;
-    EXPECT_EQ(EffectOf("GPU-effect=" + valid.substr(i, 1), &found), static_cast<int>(i))
-        << valid[i];
-    EXPECT_TRUE(found);
-  }
-  bool found = false;
-  EXPECT_EQ(EffectOf("GPU-effect=12", &found), 1);  // the rest of the value is ignored
-  EXPECT_EQ(EffectOf("x=1;GPU-effect=Jfoo;y=2", &found), 18);
-}
-
-TEST(GPUEffect, UnknownCharactersGiveMinusOneButSucceed) {
+TEST(GPUEffect, FirstCharacterSelectsTheNumberBSkipsAAndOthersGiveMinusOne) {
   pe::test::LogCapture log;
-  for (const char* v : {"A", ":", "@", "a", "b", "j", "K", " 4", "-1", ""}) {
+  const std::string valid = "0123456789BCDEFGHIJ";
+  std::vector<std::pair<std::string, int>> cases = {{"12", 1}, {"Jfoo;y=2", 18}};
+  for (size_t i = 0; i < valid.size(); ++i) cases.push_back({valid.substr(i, 1), i});
+  for (const char* v : {"A", ":", "@", "a", "b", "j", "K", " 4", "-1", ""})
+    cases.push_back({v, -1});
+  for (const auto& [value, effect] : cases) {
     bool found = false;
-    EXPECT_EQ(EffectOf(std::string("GPU-effect=") + v, &found), -1) << '"' << v << '"';
-    EXPECT_TRUE(found) << '"' << v << '"';
+    EXPECT_EQ(EffectOf("x=1;GPU-effect=" + value, &found), effect) << '"' << value << '"';
+    EXPECT_TRUE(found) << '"' << value << '"';
   }
   EXPECT_EQ(log.Count(std::string(kEffectLog) + "invalid value", ""), 10);
 }
@@ -64,27 +58,20 @@ TEST(GPUEffect, LogsTheNameBetweenEnterAndLeave) {
                                             p + "enter", p + "Whiteboard", p + "leave"}));
 }
 
-TEST(GPUEffect, MissingKeyOrNullOutputFails) {
+// The caller's parameter set is read when asked, not copied.
+TEST(GPUEffect, MissingKeyOrNullOutputFailsAndLaterChangesAreSeen) {
   pe::test::LogCapture log;
-  bool found = true;
-  EXPECT_EQ(EffectOf("GE-param0=1,2,3,4", &found), -1);
-  EXPECT_FALSE(found);
-  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "leave. no key GPU-effect"));
-
-  GECameraParameters p(android::String8("GPU-effect=4"));
-  EXPECT_FALSE(p.getGPUEffect(nullptr));
-  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "null pnEffectNo, leave"));
-}
-
-// The caller's parameter set is read, not copied.
-TEST(GPUEffect, ReadsTheCallersParameterSet) {
-  android::CameraParameters params;
+  android::CameraParameters params(android::String8("GE-param0=1,2,3,4"));
   GECameraParameters p(params);
-  int effect = 0;
+  int effect = 1234;
   EXPECT_FALSE(p.getGPUEffect(&effect));
+  EXPECT_EQ(effect, -1);
+  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "leave. no key GPU-effect"));
   params.set(GECameraParameters::KEY_GPU_EFFECT, "9");
   EXPECT_TRUE(p.getGPUEffect(&effect));
   EXPECT_EQ(effect, 9);
+  EXPECT_FALSE(p.getGPUEffect(nullptr));
+  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "null pnEffectNo, leave"));
 }
 
 struct QuadCase {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -42,26 +43,11 @@ class Probe : public GPUPostEffect {
     std::unique_lock<std::mutex> l(m_mutex);
     return m_cv.wait_for(l, std::chrono::seconds(10), [&] { return m_entered >= n; });
   }
-  int Entered() {
-    std::lock_guard<std::mutex> l(m_mutex);
-    return m_entered;
-  }
-  std::vector<int> Order() {
-    std::lock_guard<std::mutex> l(m_mutex);
-    return m_order;
-  }
-  int Created() {
-    std::lock_guard<std::mutex> l(m_mutex);
-    return m_created;
-  }
-  int Destroyed() {
-    std::lock_guard<std::mutex> l(m_mutex);
-    return m_destroyed;
-  }
-  EffectSettings LastSettings() {
-    std::lock_guard<std::mutex> l(m_mutex);
-    return m_settings;
-  }
+  int Entered() { return Read(m_entered); }
+  std::vector<int> Order() { return Read(m_order); }
+  int Created() { return Read(m_created); }
+  int Destroyed() { return Read(m_destroyed); }
+  EffectSettings LastSettings() { return Read(m_settings); }
   int Queued() { return queuedCount(); }
   int Pooled() { return pooledCount(); }
 
@@ -90,6 +76,12 @@ class Probe : public GPUPostEffect {
   }
 
  private:
+  template <class T>
+  T Read(const T& field) {
+    std::lock_guard<std::mutex> l(m_mutex);
+    return field;
+  }
+
   std::vector<int> m_real;
   std::mutex m_mutex;
   std::condition_variable m_cv;
@@ -125,104 +117,87 @@ class Caller {
   std::thread m_thread;
 };
 
-constexpr int kAll[] = {0, 1, 2, 3, 4, 5};
-const std::vector<int> kAllKinds(std::begin(kAll), std::end(kAll));
+const std::vector<int> kAllKinds = {0, 1, 2, 3, 4, 5};
 
-TEST(Queue, TwoTasksWaitWhileOneRunsAndTheThirdCallerGets99) {
+class Queue : public ::testing::Test {
+ protected:
+  // Holds the next task at the gate and queues `waiting` more behind it, in
+  // order; caller i asks for width 101 + i.
+  void HoldOneAndQueue(int waiting) {
+    fx.Close();
+    const int entered = fx.Entered();
+    for (int i = 0; i <= waiting; ++i) {
+      m_callers.push_back(
+          std::make_unique<Caller>([this, i] { return fx.startPreview(101 + i, 2); }));
+      ASSERT_TRUE(i == 0 ? fx.WaitEntered(entered + 1)
+                         : Eventually([&] { return fx.Queued() == i; }));
+    }
+  }
+  int Result(int i) { return m_callers[i]->Result(); }
+
   pe::test::LogCapture log;
   Probe fx;
-  ASSERT_EQ(fx.start(), 0);
-  fx.Close();
-  Caller a([&] { return fx.startPreview(101, 2); });
-  ASSERT_TRUE(fx.WaitEntered(1));
-  Caller b([&] { return fx.startPreview(102, 2); });
-  ASSERT_TRUE(Eventually([&] { return fx.Queued() == 1; }));
-  Caller c([&] { return fx.startPreview(103, 2); });
-  ASSERT_TRUE(Eventually([&] { return fx.Queued() == 2; }));
+  std::vector<std::unique_ptr<Caller>> m_callers;
+};
 
+TEST_F(Queue, TwoTasksWaitWhileOneRunsAndTheThirdCallerGets99) {
+  ASSERT_EQ(fx.start(), 0);
+  ASSERT_NO_FATAL_FAILURE(HoldOneAndQueue(2));
   EXPECT_EQ(fx.startPreview(104, 2), 99);
   EXPECT_EQ(log.Count("KORAD:GM: ", ""), 1);
   EXPECT_EQ(log.Count("queue overflow.", ""), 1);
   EXPECT_EQ(log.Count("GPUPostEffect::put(", ""), 1) << log.Dump();
 
   fx.Open();
-  EXPECT_EQ(a.Result(), 101);
-  EXPECT_EQ(b.Result(), 102);
-  EXPECT_EQ(c.Result(), 103);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Result(i), 101 + i);
   EXPECT_EQ(fx.Order(), (std::vector<int>{101, 102, 103}));
 }
 
-TEST(Queue, StopCancelsWaitingTasksAndLetsTheRunningOneFinish) {
-  pe::test::LogCapture log;
-  Probe fx;
+TEST_F(Queue, StopCancelsWaitingTasksAndLetsTheRunningOneFinish) {
   ASSERT_EQ(fx.start(), 0);
-  fx.Close();
-  Caller a([&] { return fx.startPreview(101, 2); });
-  ASSERT_TRUE(fx.WaitEntered(1));
-  Caller b([&] { return fx.startPreview(102, 2); });
-  ASSERT_TRUE(Eventually([&] { return fx.Queued() == 1; }));
-  Caller c([&] { return fx.startPreview(103, 2); });
-  ASSERT_TRUE(Eventually([&] { return fx.Queued() == 2; }));
-
+  ASSERT_NO_FATAL_FAILURE(HoldOneAndQueue(2));
   Caller stopper([&] { return fx.stop(); });
   ASSERT_TRUE(Eventually([&] { return fx.Queued() == 3; }));  // the wake-up token
   fx.Open();
   EXPECT_EQ(stopper.Result(), 0);
-  EXPECT_EQ(a.Result(), 101);
-  EXPECT_EQ(b.Result(), 1);
-  EXPECT_EQ(c.Result(), 1);
+  EXPECT_EQ(Result(0), 101);
+  EXPECT_EQ(Result(1), 1);
+  EXPECT_EQ(Result(2), 1);
   EXPECT_EQ(fx.Order(), (std::vector<int>{101}));
   EXPECT_EQ(fx.Destroyed(), 1);
   EXPECT_EQ(log.Count("get(): cancel 2 tasks.", ""), 1) << log.Dump();
   EXPECT_EQ(fx.Queued(), 0);
 }
 
-TEST(Queue, StartAndStopAreIdempotentAndARestartMakesANewManager) {
-  pe::test::LogCapture log;
-  Probe fx;
+TEST_F(Queue, StartAndStopAreIdempotentAndARestartMakesANewManager) {
   EXPECT_EQ(fx.stop(), 0);  // never started
-  ASSERT_EQ(fx.start(), 0);
-  EXPECT_EQ(fx.start(), 0);
-  EXPECT_EQ(log.Count("start(): mGPUThread != 0.", "GPUPostEffect"), 1) << log.Dump();
-  EXPECT_EQ(fx.startPreview(8, 2), 8);  // the worker is up and served it
-  EXPECT_EQ(fx.Created(), 1);
-
-  EXPECT_EQ(fx.stop(), 0);
-  EXPECT_EQ(fx.Destroyed(), 1);
-  EXPECT_EQ(fx.stop(), 0);
-  EXPECT_EQ(fx.Destroyed(), 1);
-
-  ASSERT_EQ(fx.start(), 0);
-  EXPECT_EQ(fx.startPreview(9, 2), 9);
-  EXPECT_EQ(fx.Created(), 2);
-  EXPECT_EQ(fx.stop(), 0);
-  EXPECT_EQ(fx.Destroyed(), 2);
+  for (int run = 1; run <= 2; ++run) {
+    ASSERT_EQ(fx.start(), 0);
+    EXPECT_EQ(fx.start(), 0);
+    EXPECT_EQ(fx.startPreview(8, 2), 8);  // the worker is up and served it
+    EXPECT_EQ(fx.Created(), run);
+    EXPECT_EQ(fx.stop(), 0);
+    EXPECT_EQ(fx.stop(), 0);
+    EXPECT_EQ(fx.Destroyed(), run);
+  }
+  EXPECT_EQ(log.Count("start(): mGPUThread != 0.", "GPUPostEffect"), 2) << log.Dump();
   EXPECT_EQ(log.Count("get(): cancel 0 tasks.", ""), 2);
 }
 
-TEST(Queue, PoolKeepsAtMostThreeTasks) {
-  pe::test::LogCapture log;
-  Probe fx;
+TEST_F(Queue, PoolKeepsAtMostThreeTasks) {
   ASSERT_EQ(fx.start(), 0);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(fx.startPreview(2, 2), 2);
   EXPECT_EQ(fx.Pooled(), 1);
 
   // One task runs and two wait; refused callers make a fourth task between
   // them, so one task too many comes back to the pool.
-  fx.Close();
-  Caller a([&] { return fx.startPreview(101, 2); });
-  ASSERT_TRUE(fx.WaitEntered(5));
-  Caller b([&] { return fx.startPreview(102, 2); });
-  Caller c([&] { return fx.startPreview(103, 2); });
-  ASSERT_TRUE(Eventually([&] { return fx.Queued() == 2; }));
+  ASSERT_NO_FATAL_FAILURE(HoldOneAndQueue(2));
   EXPECT_EQ(fx.Pooled(), 0);
   EXPECT_EQ(fx.startPreview(104, 2), 99);
   EXPECT_EQ(fx.startPreview(105, 2), 99);
   EXPECT_EQ(fx.Pooled(), 1);
   fx.Open();
-  EXPECT_EQ(a.Result(), 101);
-  EXPECT_NE(b.Result(), 99);
-  EXPECT_NE(c.Result(), 99);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Result(i), 101 + i);
   EXPECT_EQ(fx.Pooled(), 3);
   EXPECT_EQ(log.Count("destroyTask pool overflow.", ""), 1);
   EXPECT_EQ(log.Count("GPUPostEffect::destroyTask(", ""), 1) << log.Dump();

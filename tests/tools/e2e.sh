@@ -64,6 +64,9 @@ effects_change_pictures)
     done
   done
   is_refused 17 || fail "effect 17 is not built yet but was offered"
+  rc=0
+  "$tool" apply --effect 4 --colour red "$work/x.png" 2>"$work/err" || rc=$?
+  [ $rc -eq 2 ] && [ ! -e "$work/x.png" ] || fail "a usage error exited $rc: $(cat "$work/err")"
   "$tool" gallery --size 640x360 "$work/gallery.png" 2>"$work/notes"
   grep -q "refuses: .*17 (Sketch)" "$work/notes"
   [ "$(wc -l <"$work/notes")" -eq 1 ]
