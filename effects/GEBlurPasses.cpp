@@ -84,7 +84,16 @@ const GLProgram::Location GLProgBlurMix::kLocations[5] = {
 
 GLProgBlurPass::GLProgBlurPass() : GLProgEffect(kBlur, false) {}
 
-GEBlurShader::GEBlurShader(pe::LogModule* log) : GEShader(log), m_pBlurLog(log) {}
+GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk)
+    : GEShader(log), m_eWalk(walk), m_pBlurLog(log) {}
+
+void GEBlurShader::OnCapture(int, int) {}
+
+bool GEBlurShader::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
+  OnCapture(width, height);
+  return m_eWalk == kApronWalk ? RunApronCapture("ProcFrame", dst, width, height)
+                               : RunOverlapCapture("ProcFrame", dst, width, height);
+}
 
 bool GEBlurShader::ProcFrame(unsigned a, unsigned b, int w, int h) {
   if (RefuseUninited("ProcFrame")) return false;
@@ -137,11 +146,7 @@ bool GEBlurShader::MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, 
   PE_LOG(*m_pBlurLog, pe::kLogInfo, texLine, "Init");
   tex.reset(new GLTexture());
   if (!tex->Init(GL_RGBA, GL_UNSIGNED_BYTE, m_uBlurW, m_uBlurH, 0)) return false;
-  tex->Bind();
-  tex->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  tex->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  tex->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  tex->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  tex->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
   PE_LOG(*m_pBlurLog, pe::kLogInfo, fboLine, "Init");
   fbo.reset(new GLFbo());
   return fbo->Init() && fbo->SetColorAttachment(tex.get());
@@ -156,11 +161,7 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
     delete mix;
     return false;
   }
-  m_pSrcTexture->Bind();
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
   if (!MakePassTarget(m_pTexH, m_pFboH, "[%s] Creating tex for fbo pass KOp H",
                       "[%s] Creating fbo pass KOp H") ||
       !MakePassTarget(m_pTexV, m_pFboV, "[%s] Creating tex for fbo pass KOp V",

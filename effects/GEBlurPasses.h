@@ -49,9 +49,11 @@ class GLProgBlurMix : public GLProgEffect {
 // second, and a full-size pass drawing from the source and the blur.
 class GEBlurShader : public GEShader {
  public:
-  using GEShader::ProcFrame;
   // Preview: refuses only an effect that is not initialised.
   bool ProcFrame(unsigned a, unsigned b, int w, int h) override;
+  // Capture: the apron walk (depth of field, tilt-shift) or the overlap walk
+  // (sketches).
+  bool ProcFrame(unsigned char* y, unsigned char* uv, int width, int height) override;
   // Fills the tap offsets of both directions from one step in texture units.
   void SetupPixelStep(float stepX, float stepY);
   // With m_bCropScalesStep, one step follows the crop: one pixel as shown.
@@ -61,7 +63,10 @@ class GEBlurShader : public GEShader {
   unsigned BlurHeight() const { return m_uBlurH; }
 
  protected:
-  explicit GEBlurShader(pe::LogModule* log);
+  enum CaptureWalk { kApronWalk, kOverlapWalk };
+  GEBlurShader(pe::LogModule* log, CaptureWalk walk);
+  // Called before a still of W x H is walked.
+  virtual void OnCapture(int W, int H);
 
   // After InitCommon: the source sampled linearly and clamped, the two
   // reduced framebuffers, the blur program bound to the source and the mix
@@ -111,5 +116,6 @@ class GEBlurShader : public GEShader {
   bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                       const char* fboLine);
 
+  CaptureWalk m_eWalk;
   pe::LogModule* m_pBlurLog;
 };

@@ -43,7 +43,7 @@ const GLProgDesc kSizeUp = MakeProgDesc(kShader_blurmix_vert, kShader_dof_frag, 
 
 GLProgPassSizeUp::GLProgPassSizeUp(bool large) : GLProgBlurMix(kSizeUp, large) {}
 
-GEShaderDoF::GEShaderDoF() : GEBlurShader(&s_peLogModule) { m_bCropScalesStep = true; }
+GEShaderDoF::GEShaderDoF() : GEBlurShader(&s_peLogModule, kApronWalk) { m_bCropScalesStep = true; }
 
 bool GEShaderDoF::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                        unsigned char captureMode, IYUVConverter* converter) {
@@ -98,10 +98,9 @@ bool GEShaderDoF::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
   return false;
 }
 
-bool GEShaderDoF::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
+void GEShaderDoF::OnCapture(int width, int height) {
   if (IsInited() && width > 0)
     m_fWHRatioSquare = std::pow(static_cast<float>(height) / static_cast<float>(width), 2.f);
-  return RunApronCapture("ProcFrame", dst, width, height);
 }
 
 bool GEShaderDoF::ProcBlock(unsigned, unsigned, int, int) {

@@ -32,11 +32,12 @@ class GEShaderDoF : public GEBlurShader {
   bool Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
             unsigned char captureMode, IYUVConverter* converter) override;
   bool ProcBlock(unsigned a, unsigned b, int w, int h) override;
-  using GEBlurShader::ProcFrame;
-  bool ProcFrame(unsigned char* y, unsigned char* uv, int width, int height) override;
   bool SetParam(unsigned set, int p0, int p1, int p2, int p3) override;
 
   int Ratio() const { return m_nRatioMode; }
+
+ protected:
+  void OnCapture(int width, int height) override;
   const float* DistSquare() const { return m_fDistSquare; }
 
  private:

@@ -41,14 +41,6 @@ const GLProgDesc kDotPass2 = {kShader_dot_pass2_vert,
                               kMask,
                               2};
 
-void SetSampling(GLTexture* tex, GLint filter) {
-  tex->Bind();
-  tex->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  tex->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  tex->SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
-  tex->SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
-}
-
 }  // namespace
 
 GLProgDotPass1::GLProgDotPass1() : GLProgEffect(kDotPass1, false) {}
@@ -94,7 +86,7 @@ bool GEShaderDot::MakeSizeDown(unsigned w, unsigned h) {
     LOGE("[%s] can't init size-down texture %ux%u", "Init", w, h);
     return false;
   }
-  SetSampling(m_pSizeDown.get(), GL_NEAREST);
+  m_pSizeDown->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST);
   m_pSizeDownFbo.reset(new GLFbo());
   if (!m_pSizeDownFbo->Init()) {
     LOGE("[%s] can't init size-down fbo", "Init");
@@ -183,7 +175,7 @@ bool GEShaderDot::PrepareCapture(const pe::DotGridWalk& walk) {
     LOGE("[%s] can't init m_pSrcTexture", "ProcFrame");
     return false;
   }
-  SetSampling(m_pPrivSrc.get(), GL_LINEAR);
+  m_pPrivSrc->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
   if (!MakeSizeDown(n, n)) return false;
   DeinitYUVConverter();
   if (!InitYUVConverter(static_cast<int>(n), static_cast<int>(n), static_cast<int>(n),

@@ -39,12 +39,6 @@ const GLProgDesc kFisheye = {kShader_bypass_vert,
                              kOwn,
                              kOwnCount};
 
-void ClampToEdge(GLTexture* tex) {
-  tex->Bind();
-  tex->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  tex->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-}
-
 }  // namespace
 
 GLProgFisheye::GLProgFisheye(bool large) : GLProgEffect(kFisheye, large) {}
@@ -75,7 +69,7 @@ bool GEShaderFisheye::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y,
     // The wording is the one this effect has always logged.
     LOGI("[%s] Creating vignette shader", "Init");
     if (!LoadProgram(m_pProgram, new GLProgFisheye(), "[%s] can't load program")) return false;
-    if (src) ClampToEdge(src);
+    if (src) src->SetSampling(GL_CLAMP_TO_EDGE);
     m_pProgram->SetTextures(0, src);
   }
   m_fLevel = 0.6f;
@@ -166,8 +160,8 @@ bool GEShaderFisheye::UploadPlanes(const unsigned char* y, const unsigned char* 
   glPixelStorei(GL_UNPACK_ALIGNMENT, align);
   // Clamped like the preview's source, so that the picture's edges read the
   // same in both.
-  ClampToEdge(m_pCaptureY.get());
-  ClampToEdge(m_pCaptureUV.get());
+  m_pCaptureY->SetSampling(GL_CLAMP_TO_EDGE);
+  m_pCaptureUV->SetSampling(GL_CLAMP_TO_EDGE);
   return ok;
 }
 

@@ -28,7 +28,7 @@ GLProgColorSketchSizeUp::GLProgColorSketchSizeUp() : GLProgSketchSizeUp(kColourD
 
 GEShaderSketch::GEShaderSketch() : GEShaderSketch(&s_peLogModule, false) {}
 GEShaderSketch::GEShaderSketch(pe::LogModule* log, bool colour)
-    : GEBlurShader(log), m_bColour(colour) {}
+    : GEBlurShader(log, kOverlapWalk), m_bColour(colour) {}
 GEShaderColorSketch::GEShaderColorSketch() : GEShaderSketch(&s_colorLog, true) {}
 
 bool GEShaderSketch::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
@@ -48,10 +48,6 @@ bool GEShaderSketch::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, 
 }
 
 bool GEShaderSketch::SetParam(unsigned, int, int, int, int) { return false; }
-
-bool GEShaderSketch::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
-  return RunOverlapCapture("ProcFrame", dst, width, height);
-}
 
 bool GEShaderSketch::ProcBlock(unsigned, unsigned, int, int) {
   RunBlurPasses();

@@ -27,8 +27,6 @@ class GEShaderSketch : public GEBlurShader {
   bool Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
             unsigned char captureMode, IYUVConverter* converter) override;
   bool ProcBlock(unsigned a, unsigned b, int w, int h) override;
-  using GEBlurShader::ProcFrame;
-  bool ProcFrame(unsigned char* y, unsigned char* uv, int width, int height) override;
   // No parameters: always 0.
   bool SetParam(unsigned set, int p0, int p1, int p2, int p3) override;
 

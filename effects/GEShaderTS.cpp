@@ -44,7 +44,7 @@ float s_fAngle = 0.f;
 
 GLProgTSPassSizeUp::GLProgTSPassSizeUp(bool large) : GLProgBlurMix(kSizeUp, large) {}
 
-GEShaderTS::GEShaderTS() : GEBlurShader(&s_peLogModule) { m_bCropScalesStep = true; }
+GEShaderTS::GEShaderTS() : GEBlurShader(&s_peLogModule, kApronWalk) { m_bCropScalesStep = true; }
 
 bool GEShaderTS::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                       unsigned char captureMode, IYUVConverter* converter) {
@@ -73,10 +73,6 @@ bool GEShaderTS::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
     m_fDistSquare[1] = (R + 0.075f) * (R + 0.075f);
   }
   return false;
-}
-
-bool GEShaderTS::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
-  return RunApronCapture("ProcFrame", dst, width, height);
 }
 
 bool GEShaderTS::ProcBlock(unsigned, unsigned, int, int) {

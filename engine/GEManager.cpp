@@ -154,11 +154,7 @@ bool GEManager::Init(ANativeWindowBuffer* buffer, unsigned, unsigned, unsigned, 
     LOGE("[%s] can't init m_pSrcTexture", "Init");
     return false;
   }
-  m_pSrcTexture->Bind();
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  m_pSrcTexture->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
   LOGI("[%s] glViewport x=%d y=%d w=%d h=%d", "Init", m_nX, m_nY, m_nW, m_nH);
   glViewport(m_nX, m_nY, m_nW, m_nH);
   m_bInited = true;

@@ -145,9 +145,7 @@ bool GEShader::LoadAsset(GEOwned<GLTexture>& owner, const char* file, unsigned f
   paths.push_back(pe::platform::AssetDir() + file);
   for (const std::string& path : paths) {
     if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0)) continue;
-    owner->Bind();
-    owner->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    owner->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    owner->SetSampling(GL_CLAMP_TO_EDGE);
     return true;
   }
   LogError(failLine, "Init");
@@ -173,11 +171,7 @@ bool GEShader::MakeNeutralTexture(GEOwned<GLTexture>& owner) {
     LogError("[%s] can't UpdateNormalTexture for empty texture", "Init");
     return false;
   }
-  owner->Bind();
-  owner->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  owner->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  owner->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  owner->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  owner->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
   return true;
 }
 

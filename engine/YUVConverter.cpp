@@ -20,13 +20,7 @@ namespace {
 bool MakeTarget(GLTexture** tex, GLFbo** fbo, int w, int h, unsigned char streaming, GLint filter) {
   *tex = new GLTexture();
   if (!(*tex)->Init(GL_RGBA, GL_UNSIGNED_BYTE, w, h, streaming)) return false;
-  (*tex)->Bind();
-  (*tex)->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  (*tex)->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  if (filter) {
-    (*tex)->SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
-    (*tex)->SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
-  }
+  (*tex)->SetSampling(GL_CLAMP_TO_EDGE, filter);
   *fbo = new GLFbo();
   if (!(*fbo)->Init()) return false;
   (*fbo)->SetColorAttachment(*tex);

@@ -244,6 +244,17 @@ unsigned GLTexture::SetParameteri(unsigned pname, int value) {
   return CheckGLError("GLTexture::SetParameteri", "glTexParameteri");
 }
 
+unsigned GLTexture::SetSampling(int wrap, int filter) {
+  if (!Bind()) return 0;
+  unsigned ok = SetParameteri(GL_TEXTURE_WRAP_S, wrap);
+  ok &= SetParameteri(GL_TEXTURE_WRAP_T, wrap);
+  if (filter) {
+    ok &= SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
+    ok &= SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+  }
+  return ok;
+}
+
 unsigned GLTexture::Bind() {
   glBindTexture(m_uTarget, m_uName);
   if (!CheckGLError("Bind", "glBindTexture")) return 0;

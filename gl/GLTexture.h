@@ -37,6 +37,9 @@ class GLTexture {
   void* GetSTDataBuf() const;
   // The texture must be bound.
   unsigned SetParameteri(unsigned pname, int value);
+  // Binds the texture and sets both wrap modes and, unless filter is 0, the
+  // minification and magnification filters.
+  unsigned SetSampling(int wrap, int filter = 0);
   // Binds to the active unit; a streaming texture also gets the CPU's latest
   // data for sampling.
   unsigned Bind();
