@@ -85,15 +85,8 @@ Texel StillTexel(const Nv21& f, int x, int y) {
 Texel StillLinear(const Nv21& f, float u, float v) {
   const float fu = std::floor(u), fv = std::floor(v);
   const int x = static_cast<int>(fu), y = static_cast<int>(fv);
-  const float a = u - fu, b = v - fv;
-  const Texel p00 = StillTexel(f, x, y), p10 = StillTexel(f, x + 1, y);
-  const Texel p01 = StillTexel(f, x, y + 1), p11 = StillTexel(f, x + 1, y + 1);
-  auto mix = [](float p, float q, float t) { return p + (q - p) * t; };
-  Texel o;
-  o.r = mix(mix(p00.r, p10.r, a), mix(p01.r, p11.r, a), b);
-  o.g = mix(mix(p00.g, p10.g, a), mix(p01.g, p11.g, a), b);
-  o.b = mix(mix(p00.b, p10.b, a), mix(p01.b, p11.b, a), b);
-  return o;
+  return Bilinear(StillTexel(f, x, y), StillTexel(f, x + 1, y), StillTexel(f, x, y + 1),
+                  StillTexel(f, x + 1, y + 1), u - fu, v - fv);
 }
 
 }  // namespace

@@ -14,9 +14,17 @@ namespace {
 
 uint32_t Le32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24; }
 
-Texel Mix(const Texel& a, const Texel& b, float f) {
-  return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
-          a.a + (b.a - a.a) * f};
+// One linear step between two 8-bit texels with a weight of 8 fractional
+// bits, rounded back to 8 bits: how GPUs filter 8-bit textures (llvmpipe
+// among them). A float blend differs by up to half a level per step, which
+// steep tone curves after the lookup turn into several.
+float Lerp8(float p, float q, int w) {
+  const long a = std::lround(p * 255.f), b = std::lround(q * 255.f);
+  return static_cast<float>(a + (((b - a) * w + 128) >> 8)) / 255.f;
+}
+
+Texel Mix(const Texel& a, const Texel& b, int w) {
+  return {Lerp8(a.r, b.r, w), Lerp8(a.g, b.g, w), Lerp8(a.b, b.b, w), Lerp8(a.a, b.a, w)};
 }
 
 }  // namespace
@@ -89,11 +97,16 @@ Texel TextureModel::Linear(float s, float t) const {
   const float u = s * m_w - 0.5f, v = t * m_h - 0.5f;
   const float fu = std::floor(u), fv = std::floor(v);
   const int x0 = static_cast<int>(fu), y0 = static_cast<int>(fv);
-  const float a = u - fu, b = v - fv;
-  const Texel top = Mix(At(Wrap(x0, m_w), Wrap(y0, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0, m_h)), a);
-  const Texel bottom =
-      Mix(At(Wrap(x0, m_w), Wrap(y0 + 1, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0 + 1, m_h)), a);
-  return Mix(top, bottom, b);
+  return Bilinear(At(Wrap(x0, m_w), Wrap(y0, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0, m_h)),
+                  At(Wrap(x0, m_w), Wrap(y0 + 1, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0 + 1, m_h)),
+                  u - fu, v - fv);
+}
+
+Texel Bilinear(const Texel& p00, const Texel& p10, const Texel& p01, const Texel& p11, float a,
+               float b) {
+  const int wa = static_cast<int>(std::lround(a * 256.f));
+  const int wb = static_cast<int>(std::lround(b * 256.f));
+  return Mix(Mix(p00, p10, wa), Mix(p01, p11, wa), wb);
 }
 
 Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel) {

@@ -50,6 +50,12 @@ class TextureModel {
   std::vector<Texel> m_texels;
 };
 
+// GL's linear filter of the four texels around a sample, a and b its
+// fractions across and down, with 8-bit weights and results as GPUs filter
+// 8-bit textures.
+Texel Bilinear(const Texel& p00, const Texel& p10, const Texel& p01, const Texel& p11, float a,
+               float b);
+
 // The full output model of a frame whose RGB at each pixel is given:
 // quantised as the render target stores it, converted back to NV21.
 Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel);
