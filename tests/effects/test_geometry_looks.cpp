@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <tuple>
 
@@ -12,9 +11,9 @@ namespace {
 
 using pe::ref::Diff;
 using pe::ref::Nv21;
+using pe::test::AllocW;
 using pe::test::SharedNv21;
-
-int AllocW(int w) { return (w + 31) / 32 * 32; }
+using pe::test::Size;
 
 // A display point (1920x1080) as the manager maps it into a w-wide side.
 int Mapped(int p, int w, int display) {
@@ -57,7 +56,7 @@ void ExpectWithin(const Diff& d, int tolerance, const std::string& what) {
 }
 
 class GeometryLooks : public pe::test::PublicService,
-                      public ::testing::WithParamInterface<std::tuple<int, std::tuple<int, int>>> {
+                      public ::testing::WithParamInterface<std::tuple<int, Size>> {
  protected:
   // The preview at w x h, then (behind 1280x720 only) a 4000x3000 still.
   void Check(int effect, int w, int h) {
@@ -135,29 +134,26 @@ class GeometryLooks : public pe::test::PublicService,
 
 TEST_P(GeometryLooks, PreviewAndStillMatchTheModel) {
   const int effect = std::get<0>(GetParam());
-  const int w = std::get<0>(std::get<1>(GetParam())), h = std::get<1>(std::get<1>(GetParam()));
+  const int w = std::get<1>(GetParam()).w, h = std::get<1>(GetParam()).h;
   ASSERT_EQ(Params("GPU-effect=" + std::to_string(effect)), 0);
   ASSERT_EQ(m_fx->startPreview(w, h), 0);
   Check(effect, w, h);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, GeometryLooks,
-    ::testing::Combine(::testing::Values(3, 5, 8, 9),
-                       ::testing::Values(std::make_tuple(640, 480), std::make_tuple(1280, 720),
-                                         std::make_tuple(720, 480))),
-    [](const ::testing::TestParamInfo<std::tuple<int, std::tuple<int, int>>>& info) {
-      return "effect" + std::to_string(std::get<0>(info.param)) + "_" +
-             std::to_string(std::get<0>(std::get<1>(info.param))) + "x" +
-             std::to_string(std::get<1>(std::get<1>(info.param)));
-    });
+INSTANTIATE_TEST_SUITE_P(Sizes, GeometryLooks,
+                         ::testing::Combine(::testing::Values(3, 5, 8, 9),
+                                            ::testing::ValuesIn(pe::test::kPreviewSizes)),
+                         [](const ::testing::TestParamInfo<std::tuple<int, Size>>& info) {
+                           return "effect" + std::to_string(std::get<0>(info.param)) + "_" +
+                                  pe::test::Name(std::get<1>(info.param));
+                         });
 
 using GeometryBehaviour = pe::test::PublicService;
 
 // Fisheye's planes and Dot's buffer (sized by its dots) must fit one
 // texture; a lowered limit stands in for a still too large for the GPU.
 TEST_F(GeometryBehaviour, StillsBeyondTheTextureLimitFailUntouched) {
-  setenv("POSTEFFECT_MAX_TEXTURE_SIZE", "512", 1);
+  pe::test::ScopedEnv limit("POSTEFFECT_MAX_TEXTURE_SIZE", "512");
   ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
   SharedNv21 big(2560, 1440);
   const Nv21 picture = pe::ref::MakeFrame(2560, 1440, 99);
@@ -168,7 +164,6 @@ TEST_F(GeometryBehaviour, StillsBeyondTheTextureLimitFailUntouched) {
   }
   EXPECT_EQ(m_log.Count("beyond the largest texture", "GEShaderDot"), 1);
   EXPECT_EQ(m_log.Count("exceeds the largest texture", "GEShaderFisheye"), 1);
-  unsetenv("POSTEFFECT_MAX_TEXTURE_SIZE");
 }
 
 }  // namespace

@@ -9,11 +9,17 @@
 #include <unistd.h>
 #include <utils/String8.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include "LogCapture.h"
+#include "TextureModel.h"
 #include "YuvModel.h"
 
 namespace pe {
@@ -51,6 +57,73 @@ class SharedNv21 {
   unsigned char* m_base = nullptr;
 };
 
+// An environment variable set (or, given null, unset) for a scope; the
+// platform reads it afresh where it matters.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : m_name(name) {
+    if (const char* old = std::getenv(name)) m_old = old, m_had = true;
+    value ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~ScopedEnv() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* m_name;
+  std::string m_old;
+  bool m_had = false;
+};
+
+inline std::vector<char> ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// A directory of files for one test, removed with it.
+class TempDir {
+ public:
+  TempDir() {
+    char name[] = "/tmp/pe-test-XXXXXX";
+    m_path = mkdtemp(name) ? std::string(name) + "/" : std::string();
+  }
+  ~TempDir() {
+    for (const std::string& f : m_files) std::remove((m_path + f).c_str());
+    rmdir(m_path.c_str());
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  void Put(const std::string& file, const std::vector<char>& bytes) {
+    std::ofstream(m_path + file, std::ios::binary)
+        .write(bytes.data(), static_cast<long>(bytes.size()));
+    m_files.push_back(file);
+  }
+  // A copy of the library's own asset.
+  void Copy(const std::string& file) { Put(file, ReadFile(ref::AssetPath(file))); }
+  const char* path() const { return m_path.c_str(); }
+
+ private:
+  std::string m_path;
+  std::vector<std::string> m_files;
+};
+
+// Width of the source rows the service allocates for a w-wide frame.
+inline int AllocW(int w) { return (w + 31) / 32 * 32; }
+
+// Levels, on Y and chroma.
+inline void ExpectWithin(const ref::Diff& d, int tolerance) {
+  EXPECT_LE(d.maxY, tolerance) << "worst at " << d.worstX << "," << d.worstY;
+  EXPECT_LE(d.maxUV, tolerance);
+}
+
+// The preview sizes every look is checked at.
+struct Size {
+  int w, h;
+};
+inline void PrintTo(const Size& s, std::ostream* os) { *os << s.w << "x" << s.h; }
+inline std::string Name(const Size& s) { return std::to_string(s.w) + "x" + std::to_string(s.h); }
+const Size kPreviewSizes[] = {{640, 480}, {1280, 720}, {720, 480}};
+
 class PublicService : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -74,6 +147,15 @@ class PublicService : public ::testing::Test {
     shm.Put(still);
     return m_fx->handleCapture(still.width, still.height, shm.fd(), shm.base(), shm.offset(),
                                static_cast<long>(still.width) * still.height);
+  }
+  // An effect that failed to start: the preview frame gets 2, a still 3,
+  // and neither is written. Behind a 640x480 preview.
+  void ExpectRefused() {
+    SharedNv21 shm(640, 480), still(1280, 960);
+    const ref::Nv21 frame = ref::MakeFrame(640, 480, 4), big = ref::MakeFrame(1280, 960, 5);
+    EXPECT_EQ(Preview(shm, frame, 2).data, frame.data);
+    EXPECT_EQ(Capture(still, big), 3);
+    EXPECT_EQ(still.Get().data, big.data);
   }
 
   // Made before the service so that the library's log masks, read once at
