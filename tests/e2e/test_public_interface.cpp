@@ -27,9 +27,8 @@ pe::ref::Shade VignetteShade(int w, int h, int W, int H, int strength, int cx, i
   return [=](int x, int y, pe::ref::Rgb p) {
     const float dx = (x + 0.5f) / W - centreX - 0.5f;
     const float dy = ((y + 0.5f) / H - centreY - 0.5f) / ratio;
-    float t = (std::sqrt(dx * dx + dy * dy) - (radius - edge)) / (2 * edge);
-    t = std::fmin(1.f, std::fmax(0.f, t));
-    const float k = 1.f - t * t * (3.f - 2.f * t);
+    const float k =
+        1.f - pe::ref::Smoothstep(radius - edge, radius + edge, std::sqrt(dx * dx + dy * dy));
     return pe::ref::Rgb{p.r * k, p.g * k, p.b * k};
   };
 }

@@ -19,10 +19,8 @@ struct VignetteModel {
     return [=](int x, int y, ref::Rgb p) {
       float sx = (x + 0.5f) / W - cx - 0.5f;
       float sy = ((y + 0.5f) / H - cy - 0.5f) / ratio;
-      const float d = std::sqrt(sx * sx + sy * sy);
-      const float e0 = radius - strength, e1 = radius + strength;
-      float t = std::fmin(1.f, std::fmax(0.f, (d - e0) / (e1 - e0)));
-      const float w = t * t * (3.f - 2.f * t);
+      const float w =
+          ref::Smoothstep(radius - strength, radius + strength, std::sqrt(sx * sx + sy * sy));
       return ref::Rgb{p.r * (1 - w), p.g * (1 - w), p.b * (1 - w)};
     };
   }

@@ -14,11 +14,6 @@ const int kTapOfWeight[15] = {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, -6, -7, 6, 7
 
 float Unorm8(float v) { return std::lround(std::min(1.f, std::max(0.f, v)) * 255.f) / 255.f; }
 
-float Smoothstep(float e0, float e1, float x) {
-  const float t = std::min(1.f, std::max(0.f, (x - e0) / (e1 - e0)));
-  return t * t * (3.f - 2.f * t);
-}
-
 Texel Lerp(const Texel& a, const Texel& b, float f) {
   return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
           a.a + (b.a - a.a) * f};
@@ -240,45 +235,6 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
     if (y >= H) x = y = 0;
   }
   return e;
-}
-
-MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
-  MaskedDiff d;
-  const Nv21& want = expected.frame;
-  if (actual.width != want.width || actual.height != want.height) {
-    d.diff.maxY = d.diff.maxUV = 256;
-    return d;
-  }
-  const int w = want.width, h = want.height;
-  auto skipped = [&](int x, int y) { return expected.skip[static_cast<size_t>(y) * w + x] != 0; };
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      const size_t i = static_cast<size_t>(y) * w + x;
-      const int diff = std::abs(actual.y()[i] - want.y()[i]);
-      if (skipped(x, y)) {
-        ++d.skipped;
-        if (expected.skip[i] == kSeam) {
-          ++d.seam;
-          d.seamOff += diff > 4;
-        }
-        continue;
-      }
-      if (diff > d.diff.maxY) {
-        d.diff.maxY = diff;
-        d.diff.worstX = x;
-        d.diff.worstY = y;
-      }
-    }
-  for (int y = 0; y + 1 < h; y += 2)
-    for (int x = 0; x + 1 < w; x += 2) {
-      if (skipped(x, y) || skipped(x + 1, y) || skipped(x, y + 1) || skipped(x + 1, y + 1))
-        continue;
-      for (int c = 0; c < 2; ++c) {
-        const size_t i = static_cast<size_t>(y / 2) * w + x + c;
-        d.diff.maxUV = std::max(d.diff.maxUV, std::abs(actual.uv()[i] - want.uv()[i]));
-      }
-    }
-  return d;
 }
 
 }  // namespace ref

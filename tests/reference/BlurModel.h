@@ -51,14 +51,6 @@ Mixer TiltMix(float fy, float e0, float e1, float mixWeight);
 // the sharp luma is clearly below the blurred one; grey or colour.
 Mixer SketchMix(bool colour);
 
-// A frame where some pixels are left out of the comparison: per pixel
-// kAmbiguous or kSeam; chroma is left out where any of its four is.
-constexpr char kCompared = 0, kAmbiguous = 1, kSeam = 2;
-struct Expected {
-  Nv21 frame;
-  std::vector<char> skip;
-};
-
 // Preview of a w x h frame whose source rows are allocW wide, each row
 // extended with its last pixel as the service expands frames. The blur
 // passes read the valid columns; the mix reads the sharp picture and the
@@ -78,14 +70,6 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
 // pixels that close to a block's inner edge are marked kSeam.
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix);
-
-// Largest differences outside the skipped pixels, how many were skipped,
-// and how many seam pixels differ by more than 4.
-struct MaskedDiff {
-  Diff diff;
-  size_t skipped = 0, seam = 0, seamOff = 0;
-};
-MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected);
 
 }  // namespace ref
 }  // namespace pe

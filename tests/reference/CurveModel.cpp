@@ -10,10 +10,7 @@ namespace ref {
 namespace {
 
 // A source texel (Y, V, U) through the programs' YUV-to-RGB matrix.
-Rgb ToRgb(const Texel& t) {
-  return {t.r + 1.402f * t.g - 0.701f, t.r - 0.714f * t.g - 0.344f * t.b + 0.529f,
-          t.r + 1.772f * t.b - 0.886f};
-}
+Rgb ToRgb(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
 
 Rgb Toned(const CurveLook& look, Rgb p, float ms, float mt) {
   const Texel c1 = look.curve.Linear(p.r, 0.f);

@@ -10,13 +10,7 @@ namespace {
 
 // GL's bilinear sample of 8-bit planes gives fractional levels; the matrix
 // is linear, so the float texel goes straight through it.
-Rgb Matrix(float y, float v, float u) {
-  const Rgb zero = YuvToRgb(0, 0, 0);
-  const Rgb dy = YuvToRgb(255, 0, 0), dv = YuvToRgb(0, 255, 0), du = YuvToRgb(0, 0, 255);
-  return {zero.r + (dy.r - zero.r) * y + (dv.r - zero.r) * v + (du.r - zero.r) * u,
-          zero.g + (dy.g - zero.g) * y + (dv.g - zero.g) * v + (du.g - zero.g) * u,
-          zero.b + (dy.b - zero.b) * y + (dv.b - zero.b) * v + (du.b - zero.b) * u};
-}
+Rgb Matrix(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
 
 // Bilinear sample, clamped to the edge, of a plane of w x h texels of step
 // bytes (channel ch), rows pitch bytes apart.
@@ -33,29 +27,6 @@ float Plane(const uint8_t* p, int w, int h, int pitch, int step, int ch, double 
   const double top = at(x0, y0) + (at(x0 + 1, y0) - at(x0, y0)) * a;
   const double bottom = at(x0, y0 + 1) + (at(x0 + 1, y0 + 1) - at(x0, y0 + 1)) * a;
   return static_cast<float>((top + (bottom - top) * b) / 255);
-}
-
-// The frame as the source texture holds it: (Y, V, U) a texel, the chroma
-// pair repeated on both pixels, rows allocW texels long and padded with
-// their last pixel.
-Rgb SampleFrame(const Nv21& f, int allocW, double s, double t) {
-  const int w = f.width, h = f.height;
-  const double u = s * allocW - 0.5, v = t * h - 0.5;
-  const int x0 = static_cast<int>(std::floor(u)), y0 = static_cast<int>(std::floor(v));
-  const double a = u - std::floor(u), b = v - std::floor(v);
-  float yuv[3] = {0, 0, 0};
-  for (int j = 0; j < 2; ++j)
-    for (int i = 0; i < 2; ++i) {
-      const int x = std::min(std::max(x0 + i, 0), allocW - 1);
-      const int y = std::min(std::max(y0 + j, 0), h - 1);
-      const double k = (i ? a : 1 - a) * (j ? b : 1 - b);
-      const int xx = std::min(x, w - 1);
-      const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * w + (xx & ~1);
-      yuv[0] += static_cast<float>(k * f.y()[static_cast<size_t>(y) * w + xx] / 255);
-      yuv[1] += static_cast<float>(k * c[0] / 255);
-      yuv[2] += static_cast<float>(k * c[1] / 255);
-    }
-  return Matrix(yuv[0], yuv[1], yuv[2]);
 }
 
 }  // namespace
@@ -84,10 +55,11 @@ void Fisheye::Map(double u, double v, double* su, double* sv) const {
 
 Nv21 Fisheye::Preview(const Nv21& frame, int allocW) const {
   const int w = frame.width, h = frame.height;
+  const TextureModel src = TextureModel::FromFrame(frame, allocW);
   return Render(w, h, [&](int x, int y) {
     double su, sv;
     Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-    return SampleFrame(frame, allocW, su * w / allocW, sv);
+    return Matrix(src.Linear(static_cast<float>(su * w / allocW), static_cast<float>(sv)));
   });
 }
 
@@ -97,19 +69,20 @@ Nv21 Fisheye::Still(const Nv21& still) const {
     double su, sv;
     Map((x + 0.5) / W, (y + 0.5) / H, &su, &sv);
     // Y plane and interleaved chroma plane (V then U), each sampled whole.
-    return Matrix(Plane(still.y(), W, H, W, 1, 0, su, sv),
-                  Plane(still.uv(), W / 2, H / 2, W, 2, 0, su, sv),
-                  Plane(still.uv(), W / 2, H / 2, W, 2, 1, su, sv));
+    return YuvToRgb(Plane(still.y(), W, H, W, 1, 0, su, sv),
+                    Plane(still.uv(), W / 2, H / 2, W, 2, 0, su, sv),
+                    Plane(still.uv(), W / 2, H / 2, W, 2, 1, su, sv));
   });
 }
 
 Nv21 Dots::Run(const Nv21& frame, int allocW) const {
   const int w = frame.width, h = frame.height;
+  const TextureModel src = TextureModel::FromFrame(frame, allocW);
   return Render(w, h, [&](int x, int y) {
     const double cx = std::floor((x + 0.5) / dot), cy = std::floor((y + 0.5) / dot);
     // The reduced texel is stored in 8 bits before it is enlarged.
-    const Rgb c =
-        Quantise(SampleFrame(frame, allocW, (cx + 0.5) * dot / allocW, (cy + 0.5) * dot / h));
+    const Rgb c = Quantise(Matrix(src.Linear(static_cast<float>((cx + 0.5) * dot / allocW),
+                                             static_cast<float>((cy + 0.5) * dot / h))));
     const Texel m =
         mask->Linear(static_cast<float>((x + 0.5) / dot), static_cast<float>((y + 0.5) / dot));
     return Rgb{c.r * m.r, c.g * m.g, c.b * m.b};
@@ -160,28 +133,10 @@ Shade BloomShade() {
 }
 
 Diff CompareExcept(const Nv21& a, const Nv21& b, const std::function<bool(int x, int y)>& skip) {
-  Diff d;
-  const int w = a.width, h = a.height;
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      if (skip(x, y)) continue;
-      const size_t i = static_cast<size_t>(y) * w + x;
-      const int e = std::abs(a.y()[i] - b.y()[i]);
-      if (e > d.maxY) {
-        d.maxY = e;
-        d.worstX = x;
-        d.worstY = y;
-      }
-    }
-  for (int y = 0; y < h / 2; ++y)
-    for (int x = 0; x < w; ++x) {
-      const int px = x & ~1;
-      if (skip(px, 2 * y) || skip(px + 1, 2 * y) || skip(px, 2 * y + 1) || skip(px + 1, 2 * y + 1))
-        continue;
-      const size_t i = static_cast<size_t>(y) * w + x;
-      d.maxUV = std::max(d.maxUV, std::abs(a.uv()[i] - b.uv()[i]));
-    }
-  return d;
+  Expected e{b, std::vector<char>(b.data.size() * 2 / 3)};
+  for (int y = 0; y < b.height; ++y)
+    for (int x = 0; x < b.width; ++x) e.skip[static_cast<size_t>(y) * b.width + x] = skip(x, y);
+  return CompareMasked(a, e).diff;
 }
 
 }  // namespace ref

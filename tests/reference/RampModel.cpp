@@ -73,22 +73,6 @@ bool ReadsLuminance(RampLook look) {
 }
 bool CropWalk(RampLook look) { return look == RampLook::kNash || look == RampLook::kToneCM; }
 
-Texel StillTexel(const Nv21& f, int x, int y) {
-  x = std::min(std::max(x, 0), f.width - 1);
-  y = std::min(std::max(y, 0), f.height - 1);
-  const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * f.width + (x & ~1);
-  return {f.y()[static_cast<size_t>(y) * f.width + x] / 255.f, c[0] / 255.f, c[1] / 255.f, 1};
-}
-
-// Bilinear read of the still at pixel position (u, v), pixel centres at
-// integers, clamped to the picture.
-Texel StillLinear(const Nv21& f, float u, float v) {
-  const float fu = std::floor(u), fv = std::floor(v);
-  const int x = static_cast<int>(fu), y = static_cast<int>(fv);
-  return Bilinear(StillTexel(f, x, y), StillTexel(f, x + 1, y), StillTexel(f, x, y + 1),
-                  StillTexel(f, x + 1, y + 1), u - fu, v - fv);
-}
-
 }  // namespace
 
 RampModel::RampModel(RampLook look, int viewportW, int viewportH, int p0) : m_look(look) {
@@ -118,8 +102,7 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
     v = 0.5f * (v - 0.5f + k[2] * (y - 0.5f)) + 0.5f;
     u = 0.5f * (u - 0.5f - k[2] * (y - 0.5f)) + 0.5f;
   }
-  const Rgb rgb{y + 1.402f * v - 0.701f, y - 0.714f * v - 0.344f * u + 0.529f,
-                y + 1.772f * u - 0.886f};
+  const Rgb rgb = YuvToRgb(y, v, u);
   if (!IsMaskLook(m_look)) {
     // Red is looked up in the ramp's third channel, blue in its first; the
     // tint weight is 0 for both grades.
@@ -158,10 +141,10 @@ Nv21 RampModel::Capture(const Nv21& still, const float* crop) const {
   const int W = still.width, H = still.height;
   const float whole[4] = {0.f, 0.f, 1.f, 1.f};
   const float* c = crop && CropWalk(m_look) ? crop : whole;
+  const TextureModel source = TextureModel::FromFrame(still, W);
   return Render(W, H, [&](int x, int y) {
-    const float u = W * c[0] + (x + 0.5f) * c[2] - 0.5f;
-    const float v = H * c[1] + (y + 0.5f) * c[3] - 0.5f;
-    return Shade(StillLinear(still, u, v), (x + 0.5f) / W, (y + 0.5f) / H);
+    const float s = (x + 0.5f) / W, t = (y + 0.5f) / H;
+    return Shade(source.Linear(c[0] + s * c[2], c[1] + t * c[3]), s, t);
   });
 }
 

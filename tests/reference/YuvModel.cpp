@@ -33,9 +33,13 @@ Nv21 MakeFrame(int w, int h, uint32_t seed) {
   return f;
 }
 
-Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u) {
-  const float Y = y / 255.f, V = v / 255.f, U = u / 255.f;
-  return {Y + 1.402f * V - 0.701f, Y - 0.714f * V - 0.344f * U + 0.529f, Y + 1.772f * U - 0.886f};
+Rgb YuvToRgb(float y, float v, float u) {
+  return {y + 1.402f * v - 0.701f, y - 0.714f * v - 0.344f * u + 0.529f, y + 1.772f * u - 0.886f};
+}
+
+float Smoothstep(float e0, float e1, float x) {
+  const float t = Clamp01((x - e0) / (e1 - e0));
+  return t * t * (3.f - 2.f * t);
 }
 
 Rgb Quantise(Rgb c) { return {ToByte(c.r) / 255.f, ToByte(c.g) / 255.f, ToByte(c.b) / 255.f}; }
@@ -90,6 +94,45 @@ Diff Compare(const Nv21& a, const Nv21& b) {
   }
   for (size_t i = ySize; i < a.data.size(); ++i)
     d.maxUV = std::max(d.maxUV, std::abs(a.data[i] - b.data[i]));
+  return d;
+}
+
+MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
+  MaskedDiff d;
+  const Nv21& want = expected.frame;
+  if (actual.width != want.width || actual.height != want.height) {
+    d.diff.maxY = d.diff.maxUV = 256;
+    return d;
+  }
+  const int w = want.width, h = want.height;
+  auto skipped = [&](int x, int y) { return expected.skip[static_cast<size_t>(y) * w + x] != 0; };
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const size_t i = static_cast<size_t>(y) * w + x;
+      const int diff = std::abs(actual.y()[i] - want.y()[i]);
+      if (skipped(x, y)) {
+        ++d.skipped;
+        if (expected.skip[i] == kSeam) {
+          ++d.seam;
+          d.seamOff += diff > 4;
+        }
+        continue;
+      }
+      if (diff > d.diff.maxY) {
+        d.diff.maxY = diff;
+        d.diff.worstX = x;
+        d.diff.worstY = y;
+      }
+    }
+  for (int y = 0; y + 1 < h; y += 2)
+    for (int x = 0; x + 1 < w; x += 2) {
+      if (skipped(x, y) || skipped(x + 1, y) || skipped(x, y + 1) || skipped(x + 1, y + 1))
+        continue;
+      for (int c = 0; c < 2; ++c) {
+        const size_t i = static_cast<size_t>(y / 2) * w + x + c;
+        d.diff.maxUV = std::max(d.diff.maxUV, std::abs(actual.uv()[i] - want.uv()[i]));
+      }
+    }
   return d;
 }
 

@@ -4,6 +4,7 @@
 // matrix, RGB quantised as the 8-bit render target stores it, and back to Y
 // and 2x2-averaged chroma with the output converter's coefficients.
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -29,8 +30,14 @@ struct Nv21 {
 // Deterministic test frame: gradients, colour blocks and fine detail.
 Nv21 MakeFrame(int w, int h, uint32_t seed);
 
-// The RGB the effect programs see for a pixel (0..1, unclamped).
-Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u);
+// The effect programs' YUV-to-RGB matrix, for levels as 0..1 (unclamped).
+Rgb YuvToRgb(float y, float v, float u);
+// The RGB the effect programs see for a pixel.
+inline Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u) {
+  return YuvToRgb(y / 255.f, v / 255.f, u / 255.f);
+}
+// GLSL's smoothstep.
+float Smoothstep(float e0, float e1, float x);
 // What an RGBA8 render target stores.
 Rgb Quantise(Rgb c);
 
@@ -45,6 +52,22 @@ struct Diff {
   int maxY = 0, maxUV = 0, worstX = -1, worstY = -1;
 };
 Diff Compare(const Nv21& a, const Nv21& b);
+
+// A frame where some pixels are left out of the comparison: per pixel
+// kAmbiguous or kSeam; chroma is left out where any of its four is.
+constexpr char kCompared = 0, kAmbiguous = 1, kSeam = 2;
+struct Expected {
+  Nv21 frame;
+  std::vector<char> skip;
+};
+
+// Largest differences outside the skipped pixels, how many were skipped,
+// and how many seam pixels differ by more than 4.
+struct MaskedDiff {
+  Diff diff;
+  size_t skipped = 0, seam = 0, seamOff = 0;
+};
+MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected);
 
 }  // namespace ref
 }  // namespace pe
