@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <tuple>
 #include <vector>
@@ -8,70 +9,72 @@
 
 namespace {
 
+// How many placed blocks hold each pixel of a W x H still.
+struct Cover {
+  Cover(unsigned W, unsigned H) : w(W), n(static_cast<size_t>(W) * H) {}
+  void Add(unsigned x, unsigned y, unsigned bw, unsigned bh) {
+    for (unsigned j = y; j < y + bh; ++j)
+      for (unsigned i = x; i < x + bw; ++i) ++n[static_cast<size_t>(j) * w + i];
+  }
+  bool Once() const {
+    return std::all_of(n.begin(), n.end(), [](unsigned char c) { return c == 1; });
+  }
+  unsigned w;
+  std::vector<unsigned char> n;
+};
+
+// Every block's far texture coordinates are its share of the source.
 std::vector<pe::BlockRect> Walk(unsigned W, unsigned H, unsigned pw, unsigned ph) {
-  pe::BlockWalk walk(W, H, pw, ph, (pw + 31) / 32 * 32);
+  const unsigned allocW = (pw + 31) / 32 * 32;
+  pe::BlockWalk walk(W, H, pw, ph, allocW);
   std::vector<pe::BlockRect> out;
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     out.push_back(walk.Place());
     walk.Advance();
+    EXPECT_FLOAT_EQ(out.back().s1, static_cast<float>(out.back().w) / allocW);
+    EXPECT_FLOAT_EQ(out.back().t1, static_cast<float>(out.back().h) / ph);
   }
   return out;
 }
 
-TEST(BlockWalk, ExactAndDoubleWidthStills) {
-  auto one = Walk(1280, 720, 1280, 720);
-  ASSERT_EQ(one.size(), 1u);
-  EXPECT_EQ(one[0].x, 0u);
-  EXPECT_EQ(one[0].w, 1280u);
-  EXPECT_FLOAT_EQ(one[0].s1, 1.f);
-  EXPECT_FLOAT_EQ(one[0].t1, 1.f);
-
-  auto two = Walk(2560, 720, 1280, 720);
-  ASSERT_EQ(two.size(), 2u);
-  EXPECT_EQ(two[1].x, 1280u);
-  EXPECT_EQ(two[1].w, 1280u);
+TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
+  const struct {
+    unsigned W, H, pw, ph, runs, index, x, y, w, h;
+  } kCases[] = {
+      {1280, 720, 1280, 720, 1, 0, 0, 0, 1280, 720},
+      {2560, 720, 1280, 720, 2, 1, 1280, 0, 1280, 720},
+      // A ragged last column is rounded to 32 and moved to the right edge.
+      {1380, 720, 1280, 720, 2, 1, 1252, 0, 128, 720},
+      // Narrower than one rounded block: from 0, callers clip the copy.
+      {100, 50, 1280, 720, 1, 0, 0, 0, 128, 50},
+      {4000, 3000, 1280, 720, 20, 3, 3840, 0, 160, 720},
+      {4000, 3000, 1280, 720, 20, 19, 3840, 2880, 160, 120},
+      // A 720-wide source: the full-width block is widened to 736 and moved
+      // to the right edge, the row continues from there (3984 + 720 > 4000:
+      // 16 columns, rounded), and past the bottom the walk wraps to the top.
+      {4000, 960, 720, 480, 12, 0, 3264, 0, 736, 480},
+      {4000, 960, 720, 480, 12, 1, 3968, 0, 32, 480},
+      {4000, 960, 720, 480, 12, 2, 3264, 480, 736, 480},
+      {4000, 960, 720, 480, 12, 4, 3264, 0, 736, 480},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(testing::Message() << c.W << "x" << c.H << " block " << c.index);
+    const auto blocks = Walk(c.W, c.H, c.pw, c.ph);
+    ASSERT_EQ(blocks.size(), c.runs);
+    const pe::BlockRect& b = blocks[c.index];
+    EXPECT_EQ(std::make_tuple(b.x, b.y, b.w, b.h), std::make_tuple(c.x, c.y, c.w, c.h));
+  }
 }
 
 TEST(BlockWalk, FourThousandByThreeThousandInPreviewBlocksCoversEveryPixelOnce) {
-  auto blocks = Walk(4000, 3000, 1280, 720);
-  ASSERT_EQ(blocks.size(), 20u);  // 4 columns x 5 rows
-  std::vector<int> cover(4000 * 3000, 0);
-  for (const auto& b : blocks) {
+  Cover cover(4000, 3000);
+  for (const auto& b : Walk(4000, 3000, 1280, 720)) {
     ASSERT_LE(b.x + b.w, 4000u);
     ASSERT_LE(b.y + b.h, 3000u);
     EXPECT_EQ(b.w % 32, 0u);
-    for (unsigned y = b.y; y < b.y + b.h; ++y)
-      for (unsigned x = b.x; x < b.x + b.w; ++x) ++cover[y * 4000 + x];
+    cover.Add(b.x, b.y, b.w, b.h);
   }
-  for (size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 1) << "pixel " << i;
-  // The last column is 160 wide; the last row 120 high with t scaled to it.
-  EXPECT_EQ(blocks[3].x, 3840u);
-  EXPECT_EQ(blocks[3].w, 160u);
-  EXPECT_FLOAT_EQ(blocks[3].s1, 160.f / 1280.f);
-  EXPECT_EQ(blocks[19].h, 120u);
-  EXPECT_FLOAT_EQ(blocks[19].t1, 120.f / 720.f);
-}
-
-TEST(BlockWalk, ARaggedLastColumnIsRoundedAndMovedToTheRightEdge) {
-  auto blocks = Walk(1380, 720, 1280, 720);  // leaves a 100-pixel column
-  ASSERT_EQ(blocks.size(), 2u);
-  EXPECT_EQ(blocks[1].w, 128u);
-  EXPECT_EQ(blocks[1].x, 1380u - 128u);
-}
-
-TEST(BlockWalk, SourceWidthNotAMultipleOf32MovesTheFirstBlockOfEachRow) {
-  // A 720-wide source: the full-width block is widened to 736 and moved to
-  // the right edge, and the row continues from there.
-  auto blocks = Walk(4000, 960, 720, 480);
-  ASSERT_EQ(blocks.size(), 12u);  // 6 columns x 2 rows counted up front
-  EXPECT_EQ(blocks[0].x, 4000u - 736u);
-  EXPECT_EQ(blocks[0].w, 736u);
-  EXPECT_FLOAT_EQ(blocks[0].s1, 1.f);
-  EXPECT_EQ(blocks[1].w, 32u);  // 3984 + 720 > 4000: 16 columns, rounded
-  EXPECT_EQ(blocks[1].x, 4000u - 32u);
-  EXPECT_EQ(blocks[2].y, 480u);  // the next row starts
-  EXPECT_EQ(blocks[2].x, 4000u - 736u);
-  EXPECT_EQ(blocks[4].y, 0u);  // past the bottom: the walk wraps to the top
+  EXPECT_TRUE(cover.Once());
 }
 
 TEST(BlockWalk, OverlapsStepByTheSourceLessTheOverlap) {
@@ -164,7 +167,7 @@ TEST_P(DotGridWalkCover, EachDotIsReadFromItsCentreInsideTheFetch) {
   const pe::DotGridWalk walk(W, H, std::get<2>(GetParam()));
   const unsigned n = walk.BufferSize();
   const double s = walk.Dot();
-  std::vector<unsigned char> cover(static_cast<size_t>(W) * H, 0);
+  Cover cover(W, H);
   auto reads = [s](unsigned first, unsigned count, unsigned from, unsigned len, unsigned size) {
     for (unsigned k = first; k < first + count; ++k) {
       const double lo = std::floor((k + 0.5) * s - 0.5);
@@ -186,10 +189,11 @@ TEST_P(DotGridWalkCover, EachDotIsReadFromItsCentreInsideTheFetch) {
     ASSERT_LE(b.cellsH, n);
     ASSERT_TRUE(reads(b.cellX, b.cellsW, b.fx, b.fw, W)) << "block " << run;
     ASSERT_TRUE(reads(b.cellY, b.cellsH, b.fy, b.fh, H)) << "block " << run;
-    for (unsigned y = b.y; y < b.y + b.h; ++y)
-      for (unsigned x = b.x; x < b.x + b.w; ++x) ++cover[static_cast<size_t>(y) * W + x];
+    ASSERT_LE(b.x + b.w, W);
+    ASSERT_LE(b.y + b.h, H);
+    cover.Add(b.x, b.y, b.w, b.h);
   }
-  for (size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 1) << "pixel " << i;
+  EXPECT_TRUE(cover.Once());
 }
 
 INSTANTIATE_TEST_SUITE_P(Stills, DotGridWalkCover,
@@ -207,10 +211,6 @@ TEST(DotGridWalk, BlocksFollowTheDotGridAndTheBufferOnlyTheDotSize) {
   EXPECT_EQ(walk.BufferSize(), (116u + 7u + 95u) & ~31u);
 }
 
-}  // namespace
-
-namespace {
-
 const float kWhole[4] = {0, 0, 1, 1};
 
 TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
@@ -219,11 +219,12 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
   ASSERT_EQ(walk.MaxRuns(), 24u);  // cores of 1088 x 528: 4 columns x 6 rows
   EXPECT_FLOAT_EQ(walk.StepX(), 4000.f / 1280 / 1088);
   EXPECT_FLOAT_EQ(walk.StepY(), 3000.f / 720 / 528);
-  std::vector<int> cover(4000 * 3000, 0);
+  Cover cover(4000, 3000);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     const pe::ApronBlock b = walk.Place(run);
-    for (unsigned y = b.by; y < b.by + b.bh; ++y)
-      for (unsigned x = b.bx; x < b.bx + b.bw; ++x) ++cover[y * 4000 + x];
+    ASSERT_LE(b.bx + b.bw, 4000u);
+    ASSERT_LE(b.by + b.bh, 3000u);
+    cover.Add(b.bx, b.by, b.bw, b.bh);
     // The fetch fits the source and the still, starts on a multiple of 32
     // and holds the core with 64 pixels around it where the picture has them.
     EXPECT_EQ(b.x0 % 32, 0u);
@@ -238,7 +239,7 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
     EXPECT_GE(b.fw - b.left - b.coreW, std::min(4000 - b.bx - b.bw, 64u));
     EXPECT_GE(b.fh - b.top - b.coreH, std::min(3000 - b.by - b.bh, 64u));
   }
-  for (size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 1) << "pixel " << i;
+  EXPECT_TRUE(cover.Once());
 
   const pe::ApronBlock second = walk.Place(1);  // x rounded down to 32, width to 32
   EXPECT_EQ(second.x0, 1024u);
