@@ -107,16 +107,4 @@ TEST_F(Service, AFailedCaptureLeavesTheStillUntouched) {
   EXPECT_EQ(still.Get().data, big.data);
 }
 
-TEST_F(Service, BadFramesAndSizesAreRefusedWithoutWriting) {
-  ASSERT_EQ(Params("GPU-effect=4"), 0);
-  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
-  EXPECT_NE(m_fx->handlePreview(-1, nullptr, 0), 0);
-  SharedNv21 still(64, 64);
-  const Nv21 small = pe::ref::MakeFrame(64, 64, 61);
-  still.Put(small);
-  EXPECT_EQ(m_fx->handleCapture(-64, 64, still.fd(), still.base(), still.offset(), 64 * 64), 3);
-  EXPECT_EQ(m_fx->handleCapture(64, 64, still.fd(), nullptr, 0, 64 * 64), 3);
-  EXPECT_EQ(still.Get().data, small.data);
-}
-
 }  // namespace

@@ -95,17 +95,6 @@ class Converter : public EngineTest {
   }
 };
 
-TEST_F(Converter, WhiteGivesFullLumaAndNeutralChroma) {
-  ProbeShader* p = Probe(640, 480);
-  ASSERT_NE(p, nullptr);
-  p->WriteRgb(std::vector<uint8_t>(640 * 480 * 4, 255));
-  p->ConvertYUV(0, 0, 640, 480);
-  std::vector<uint8_t> y(640 * 480, 0), uv(640 * 240, 0);
-  p->MemcpyYUV(y.data(), uv.data());
-  for (uint8_t v : y) ASSERT_EQ(v, 255);
-  for (uint8_t v : uv) ASSERT_NEAR(v, 128, 1);
-}
-
 TEST_F(Converter, PlanesMatchTheCpuModelAndStridesArePadded) {
   for (int w : {640, 100}) {
     const int h = 480;

@@ -8,27 +8,20 @@ namespace pe {
 namespace ref {
 namespace {
 
+// Per look, in RampLook's order: the luma range, the ramp rows and mix
+// constants, and the table the look reads (CM's mask follows the frame).
 struct LookConstants {
   float clip[4], control[4];
+  const char* table;
 };
-
-LookConstants ConstantsOf(RampLook look) {
-  switch (look) {
-    case RampLook::kMaple:
-      return {{0.f, 0.859f, 0.0976f, 1.f}, {0.6f, 0.5f, 0.5f, 0.f}};
-    case RampLook::kNash:
-      return {{0.f, 1.f, 0.117f, 1.f}, {0.6f, 0.6f, 0.9f, 0.f}};
-    case RampLook::kTwoToneV:
-      return {{0.f, 1.f, 0.f, 1.f}, {0.7f, 0.6f, 0.f, -0.15f}};
-    case RampLook::kTwoToneH:
-      return {{0.f, 1.f, 0.f, 1.f}, {1.f, 0.8f, 0.f, -0.3f}};
-    case RampLook::kToneCM:
-      return {{0.f, 1.f, 0.f, 1.f}, {0.8f, 0.7f, 0.6f, 1.f}};
-    case RampLook::kToneSC:
-      break;
-  }
-  return {{0.f, 1.f, 0.f, 1.f}, {0.6f, 0.8f, 0.4f, 1.f}};
-}
+const LookConstants kLooks[] = {
+    {{0.f, 0.859f, 0.0976f, 1.f}, {0.6f, 0.5f, 0.5f, 0.f}, "stylizeColorRamp.bmp"},
+    {{0.f, 1.f, 0.117f, 1.f}, {0.6f, 0.6f, 0.9f, 0.f}, "stylizeColorRamp.bmp"},
+    {{0.f, 1.f, 0.f, 1.f}, {0.7f, 0.6f, 0.f, -0.15f}, "twoToneMaskV.bmp"},
+    {{0.f, 1.f, 0.f, 1.f}, {1.f, 0.8f, 0.f, -0.3f}, "twoToneMaskH.bmp"},
+    {{0.f, 1.f, 0.f, 1.f}, {0.8f, 0.7f, 0.6f, 1.f}, nullptr},
+    {{0.f, 1.f, 0.f, 1.f}, {0.6f, 0.8f, 0.4f, 1.f}, "mask_vignette_wide.bmp"},
+};
 
 // CM's tone pair: five sets from p0 = 0 (the last) to p0 = 99 (the first),
 // each stretch of 25 positions reaching its end one position early.
@@ -48,23 +41,10 @@ void TonesAt(int p0, float tones[4]) {
 }
 
 const char* TableOf(RampLook look, int w, int h) {
-  switch (look) {
-    case RampLook::kMaple:
-    case RampLook::kNash:
-      return "stylizeColorRamp.bmp";
-    case RampLook::kTwoToneV:
-      return "twoToneMaskV.bmp";
-    case RampLook::kTwoToneH:
-      return "twoToneMaskH.bmp";
-    case RampLook::kToneCM: {
-      const float r = static_cast<float>(w) / h;
-      const bool wide = std::fabs(r - 16.f / 9) < 0.1f || std::fabs(r - 5.f / 3) < 0.1f;
-      return wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp";
-    }
-    case RampLook::kToneSC:
-      break;
-  }
-  return "mask_vignette_wide.bmp";
+  if (const char* t = kLooks[static_cast<int>(look)].table) return t;
+  const float r = static_cast<float>(w) / h;
+  const bool wide = std::fabs(r - 16.f / 9) < 0.1f || std::fabs(r - 5.f / 3) < 0.1f;
+  return wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp";
 }
 
 bool IsMaskLook(RampLook look) { return look != RampLook::kMaple && look != RampLook::kNash; }
@@ -76,7 +56,7 @@ bool CropWalk(RampLook look) { return look == RampLook::kNash || look == RampLoo
 }  // namespace
 
 RampModel::RampModel(RampLook look, int viewportW, int viewportH, int p0) : m_look(look) {
-  const LookConstants k = ConstantsOf(look);
+  const LookConstants& k = kLooks[static_cast<int>(look)];
   std::memcpy(m_clip, k.clip, sizeof(m_clip));
   std::memcpy(m_control, k.control, sizeof(m_control));
   TonesAt(p0, m_tones);

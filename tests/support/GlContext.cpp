@@ -9,23 +9,12 @@ GlContext::GlContext() {
   EGLint major = 0, minor = 0;
   m_display = platform::OpenDisplay(&major, &minor);
   if (m_display == EGL_NO_DISPLAY) return;
-  const EGLint attribs[] = {EGL_SURFACE_TYPE,
-                            EGL_WINDOW_BIT | EGL_PBUFFER_BIT,
-                            EGL_RED_SIZE,
-                            5,
-                            EGL_GREEN_SIZE,
-                            6,
-                            EGL_BLUE_SIZE,
-                            5,
-                            EGL_ALPHA_SIZE,
-                            EGL_DONT_CARE,
-                            EGL_DEPTH_SIZE,
-                            16,
-                            EGL_STENCIL_SIZE,
-                            4,
-                            EGL_RENDERABLE_TYPE,
-                            EGL_OPENGL_ES2_BIT,
-                            EGL_NONE};
+  // clang-format off
+  const EGLint attribs[] = {EGL_SURFACE_TYPE, EGL_WINDOW_BIT | EGL_PBUFFER_BIT,
+                            EGL_RED_SIZE, 5, EGL_GREEN_SIZE, 6, EGL_BLUE_SIZE, 5,
+                            EGL_ALPHA_SIZE, EGL_DONT_CARE, EGL_DEPTH_SIZE, 16, EGL_STENCIL_SIZE, 4,
+                            EGL_RENDERABLE_TYPE, EGL_OPENGL_ES2_BIT, EGL_NONE};
+  // clang-format on
   EGLConfig config = nullptr;
   EGLint count = 0;
   if (!platform::ChooseConfig(m_display, attribs, &config, 1, &count) || count < 1) return;
