@@ -115,9 +115,7 @@ Mixer SketchMix(bool colour) {
 Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, float clearScale,
                       float blurScale, const Mixer& mix) {
   const int w = frame.width, h = frame.height;
-  TextureModel src = TextureModel::FromFrame(frame, allocW);
-  for (int y = 0; y < h; ++y)
-    for (int x = w; x < allocW; ++x) src.At(x, y) = src.At(w - 1, y);
+  const TextureModel src = TextureModel::FromFrame(frame, allocW);
   const TextureModel blur = BlurPasses(src, 0, 0, static_cast<float>(w) / allocW, 1, setup);
   std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
   Expected e;

@@ -12,23 +12,6 @@ namespace {
 // is linear, so the float texel goes straight through it.
 Rgb Matrix(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
 
-// Bilinear sample, clamped to the edge, of a plane of w x h texels of step
-// bytes (channel ch), rows pitch bytes apart.
-float Plane(const uint8_t* p, int w, int h, int pitch, int step, int ch, double s, double t) {
-  const double u = s * w - 0.5, v = t * h - 0.5;
-  const double fu = std::floor(u), fv = std::floor(v);
-  auto at = [&](int x, int y) -> double {
-    x = std::min(std::max(x, 0), w - 1);
-    y = std::min(std::max(y, 0), h - 1);
-    return p[static_cast<size_t>(y) * pitch + static_cast<size_t>(x) * step + ch];
-  };
-  const int x0 = static_cast<int>(fu), y0 = static_cast<int>(fv);
-  const double a = u - fu, b = v - fv;
-  const double top = at(x0, y0) + (at(x0 + 1, y0) - at(x0, y0)) * a;
-  const double bottom = at(x0, y0 + 1) + (at(x0 + 1, y0 + 1) - at(x0, y0 + 1)) * a;
-  return static_cast<float>((top + (bottom - top) * b) / 255);
-}
-
 }  // namespace
 
 void Fisheye::Map(double u, double v, double* su, double* sv) const {
@@ -65,13 +48,21 @@ Nv21 Fisheye::Preview(const Nv21& frame, int allocW) const {
 
 Nv21 Fisheye::Still(const Nv21& still) const {
   const int W = still.width, H = still.height;
-  return Render(W, H, [&](int x, int y) {
+  // The Y plane and the interleaved chroma plane (V then U), each a texture.
+  TextureModel y(W, H), vu(W / 2, H / 2);
+  for (int j = 0; j < H; ++j)
+    for (int i = 0; i < W; ++i) y.At(i, j).r = still.y()[static_cast<size_t>(j) * W + i] / 255.f;
+  for (int j = 0; j < H / 2; ++j)
+    for (int i = 0; i < W / 2; ++i) {
+      const uint8_t* c = still.uv() + static_cast<size_t>(j) * W + 2 * i;
+      vu.At(i, j) = {c[0] / 255.f, c[1] / 255.f, 0, 1};
+    }
+  return Render(W, H, [&](int x, int j) {
     double su, sv;
-    Map((x + 0.5) / W, (y + 0.5) / H, &su, &sv);
-    // Y plane and interleaved chroma plane (V then U), each sampled whole.
-    return YuvToRgb(Plane(still.y(), W, H, W, 1, 0, su, sv),
-                    Plane(still.uv(), W / 2, H / 2, W, 2, 0, su, sv),
-                    Plane(still.uv(), W / 2, H / 2, W, 2, 1, su, sv));
+    Map((x + 0.5) / W, (j + 0.5) / H, &su, &sv);
+    const float s = static_cast<float>(su), t = static_cast<float>(sv);
+    const Texel c = vu.Linear(s, t);
+    return YuvToRgb(y.Linear(s, t).r, c.r, c.g);
   });
 }
 
