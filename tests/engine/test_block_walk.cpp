@@ -90,35 +90,23 @@ TEST(BlockWalk, OverlapsStepByTheSourceLessTheOverlap) {
   EXPECT_EQ(walk.StartY(), 448u);
 }
 
-TEST(BlockWalk, StillNarrowerThanOneRoundedBlockStartsAtZero) {
-  auto blocks = Walk(100, 50, 1280, 720);
-  ASSERT_EQ(blocks.size(), 1u);
-  EXPECT_EQ(blocks[0].x, 0u);
-  EXPECT_EQ(blocks[0].w, 128u);  // callers clip the copy to the still
-  EXPECT_EQ(blocks[0].h, 50u);
-}
-
 TEST(CropBlockWalk, FullCropKeepsBlocksInPlaceAndCutsSourcesToThePicture) {
   const float full[4] = {0, 0, 1, 1};
   pe::CropBlockWalk walk(4000, 1000, 720, 480, 736, full);
   ASSERT_EQ(walk.MaxRuns(), 6u * 3u);
   const pe::CropBlock first = walk.Place(0);
-  EXPECT_EQ(first.out.x, 0u);
-  EXPECT_EQ(first.out.w, 736u);  // rounded up, not moved back
-  EXPECT_EQ(first.sx, 0u);
-  EXPECT_EQ(first.sw, 736u);
+  // Rounded up, not moved back.
+  EXPECT_EQ(std::make_tuple(first.out.x, first.out.w, first.sx, first.sw),
+            std::make_tuple(0u, 736u, 0u, 736u));
   EXPECT_FLOAT_EQ(first.out.s1, 1.f);
   // The last column starts at its own x0 and reaches past the picture; its
   // source is cut at the picture's edge.
   const pe::CropBlock last = walk.Place(5);
-  EXPECT_EQ(last.out.x, 3600u);
-  EXPECT_EQ(last.out.w, 416u);
-  EXPECT_EQ(last.sx, 3600u);
-  EXPECT_EQ(last.sw, 400u);
+  EXPECT_EQ(std::make_tuple(last.out.x, last.out.w, last.sx, last.sw),
+            std::make_tuple(3600u, 416u, 3600u, 400u));
   const pe::CropBlock bottom = walk.Place(17);
-  EXPECT_EQ(bottom.out.y, 960u);
-  EXPECT_EQ(bottom.out.h, 40u);
-  EXPECT_EQ(bottom.sh, 40u);
+  EXPECT_EQ(std::make_tuple(bottom.out.y, bottom.out.h, bottom.sh),
+            std::make_tuple(960u, 40u, 40u));
   EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
 }
 
@@ -126,15 +114,12 @@ TEST(CropBlockWalk, HalfCropReadsHalfTheSourceWithABorderAndNoTruncation) {
   const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
   pe::CropBlockWalk walk(2560, 1440, 1280, 720, 1280, half);
   const pe::CropBlock b = walk.Place(3);  // second row, second column
-  EXPECT_EQ(b.out.x, 1280u);
-  EXPECT_EQ(b.out.y, 720u);
+  EXPECT_EQ(std::make_tuple(b.out.x, b.out.y), std::make_tuple(1280u, 720u));
   // A border of two pixels before and after the crop's source, so bilinear
   // reads at the block's edges find real pixels; widths in whole groups of
   // 32 (what the copy routine fills exactly), heights in row pairs.
-  EXPECT_EQ(b.sx, 640u + 640u - 2u);
-  EXPECT_EQ(b.sy, 360u + 360u - 2u);
-  EXPECT_EQ(b.sw, 672u);
-  EXPECT_EQ(b.sh, 364u);
+  EXPECT_EQ(std::make_tuple(b.sx, b.sy, b.sw, b.sh),
+            std::make_tuple(640u + 640u - 2u, 360u + 360u - 2u, 672u, 364u));
   EXPECT_FLOAT_EQ(b.out.s0, 2.f / 1280);
   EXPECT_FLOAT_EQ(b.out.s1, 2.f / 1280 + 0.5f);
   EXPECT_FLOAT_EQ(b.out.t0, 2.f / 720);
@@ -242,14 +227,10 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
   EXPECT_TRUE(cover.Once());
 
   const pe::ApronBlock second = walk.Place(1);  // x rounded down to 32, width to 32
-  EXPECT_EQ(second.x0, 1024u);
-  EXPECT_EQ(second.left, 64u);
-  EXPECT_EQ(second.fw, 1216u);
+  EXPECT_EQ(std::make_tuple(second.x0, second.left, second.fw), std::make_tuple(1024u, 64u, 1216u));
   const pe::ApronBlock last = walk.Place(23);  // cut by the picture's corner
-  EXPECT_EQ(last.bw, 736u);
-  EXPECT_EQ(last.bh, 360u);
-  EXPECT_EQ(last.fw, 4000u - 3200u);
-  EXPECT_EQ(last.fh, 3000u - 2576u);
+  EXPECT_EQ(std::make_tuple(last.bw, last.bh, last.fw, last.fh),
+            std::make_tuple(736u, 360u, 4000u - 3200u, 3000u - 2576u));
 }
 
 TEST(ApronBlockWalk, NoRoomForTheApronOrAWildCropIsHandled) {
@@ -273,12 +254,10 @@ TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
     blocks.push_back(walk.Place());
     walk.Advance();
   }
-  EXPECT_EQ(blocks[1].x, 1248u);
-  EXPECT_EQ(blocks[3].x, 3744u);
-  EXPECT_EQ(blocks[3].w, 256u);
-  EXPECT_EQ(blocks[4].y, 678u);
-  EXPECT_EQ(blocks[19].y, 2712u);
-  EXPECT_EQ(blocks[19].h, 288u);
+  EXPECT_EQ(std::make_tuple(blocks[1].x, blocks[3].x, blocks[3].w),
+            std::make_tuple(1248u, 3744u, 256u));
+  EXPECT_EQ(std::make_tuple(blocks[4].y, blocks[19].y, blocks[19].h),
+            std::make_tuple(678u, 2712u, 288u));
 
   // ceil(5 x 2.9) = 15 across is rounded up to 16; 15 down is kept.
   pe::OverlapBlockWalk odd(3712, 2160, 1280, 720, 1280);

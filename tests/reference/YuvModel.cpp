@@ -78,23 +78,8 @@ Nv21 RoundTrip(const Nv21& in, const Shade& shade) {
 }
 
 Diff Compare(const Nv21& a, const Nv21& b) {
-  Diff d;
-  if (a.width != b.width || a.height != b.height) {
-    d.maxY = d.maxUV = 256;
-    return d;
-  }
-  const size_t ySize = static_cast<size_t>(a.width) * a.height;
-  for (size_t i = 0; i < ySize; ++i) {
-    const int diff = std::abs(a.data[i] - b.data[i]);
-    if (diff > d.maxY) {
-      d.maxY = diff;
-      d.worstX = static_cast<int>(i % a.width);
-      d.worstY = static_cast<int>(i / a.width);
-    }
-  }
-  for (size_t i = ySize; i < a.data.size(); ++i)
-    d.maxUV = std::max(d.maxUV, std::abs(a.data[i] - b.data[i]));
-  return d;
+  return CompareMasked(a, Expected{b, std::vector<char>(static_cast<size_t>(b.width) * b.height)})
+      .diff;
 }
 
 MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
