@@ -20,6 +20,17 @@ const char* const kVintageCurves[] = {"CurveCross.bmp", "CurveCold.bmp", "CurveW
                                       "CurveSepia.bmp"};
 
 std::string SystemDir() { return pe::ref::AssetPath(""); }
+CurveLook Load(const char* curve, bool grey, bool masked, int w, int h) {
+  return pe::ref::LoadCurveLook(SystemDir(), curve, grey, masked, w, h);
+}
+// A masked look over a 640x480 frame, uncropped.
+Nv21 Model640(const char* curve, bool grey, const Nv21& frame) {
+  return pe::ref::CurveLookPreview(Load(curve, grey, true, 640, 480), frame, 640, nullptr);
+}
+pe::ref::TextureModel ContrastCurve() {
+  return pe::ref::TextureModel::FromBmp(SystemDir() + "ContrastCurveSet.bmp",
+                                        pe::ref::TextureModel::kRgb);
+}
 
 void ExpectNear(const Nv21& got, const Nv21& want) {
   pe::test::ExpectWithin(pe::ref::Compare(got, want), 3);
@@ -44,9 +55,7 @@ TEST_P(CurvePreview, MatchesTheModelWithAndWithoutACrop) {
   const Nv21 frame = pe::ref::MakeFrame(w, h, 70 + effect);
   const float crop[4] = {static_cast<float>(w / 4) / w, static_cast<float>(h / 4) / h,
                          static_cast<float>(w / 2) / w, static_cast<float>(h / 2) / h};
-  const pe::ref::TextureModel curve = pe::ref::TextureModel::FromBmp(
-      SystemDir() + "ContrastCurveSet.bmp", pe::ref::TextureModel::kRgb);
-
+  const pe::ref::TextureModel curve = ContrastCurve();
   const int looks = effect == kVintage ? 4 : 1;
   for (int cropped = 0; cropped < 2; ++cropped) {
     if (cropped) {
@@ -62,9 +71,8 @@ TEST_P(CurvePreview, MatchesTheModelWithAndWithoutACrop) {
       if (effect == kWhiteboard) {
         want = pe::ref::WhiteboardPreview(curve, frame, AllocW(w), c);
       } else {
-        const CurveLook model = pe::ref::LoadCurveLook(
-            SystemDir(), effect == kVintage ? kVintageCurves[look] : "CurveCross.bmp",
-            effect == kContrast, look != 3, w, h);
+        const CurveLook model = Load(effect == kVintage ? kVintageCurves[look] : "CurveCross.bmp",
+                                     effect == kContrast, look != 3, w, h);
         want = pe::ref::CurveLookPreview(model, frame, AllocW(w), c);
       }
       ExpectNear(Preview(shm, frame), want);
@@ -95,13 +103,10 @@ TEST_F(CurveLooks, CapturesOfA4000x3000StillMatchTheWholePictureModel) {
   {
     SCOPED_TRACE("vintage warm, mask over the whole picture");
     ASSERT_EQ(Capture(shm, still), 0);
-    ExpectNear(
-        shm.Get(),
-        pe::ref::CurveLookCapture(
-            pe::ref::LoadCurveLook(SystemDir(), "CurveWarm.bmp", false, true, 1280, 720), still));
+    ExpectNear(shm.Get(),
+               pe::ref::CurveLookCapture(Load("CurveWarm.bmp", false, true, 1280, 720), still));
   }
-  const pe::ref::TextureModel curve = pe::ref::TextureModel::FromBmp(
-      SystemDir() + "ContrastCurveSet.bmp", pe::ref::TextureModel::kRgb);
+  const pe::ref::TextureModel curve = ContrastCurve();
   ASSERT_EQ(Params("GPU-effect=B"), 0);
   const float full[4] = {0, 0, 1, 1};
   {
@@ -124,9 +129,7 @@ TEST_F(CurveLooks, UnknownLooksAreRefusedAndTheCurrentLookKept) {
   ASSERT_EQ(m_fx->startPreview(640, 480), 0);
   SharedNv21 shm(640, 480);
   const Nv21 frame = pe::ref::MakeFrame(640, 480, 91);
-  const Nv21 warm = pe::ref::CurveLookPreview(
-      pe::ref::LoadCurveLook(SystemDir(), "CurveWarm.bmp", false, true, 640, 480), frame, 640,
-      nullptr);
+  const Nv21 warm = Model640("CurveWarm.bmp", false, frame);
   ASSERT_EQ(Params("GPU-effect=1;GE-param0=2,0,0,0"), 0);
   ExpectNear(Preview(shm, frame), warm);
   for (const char* bad : {"4", "-1"}) {
@@ -136,10 +139,7 @@ TEST_F(CurveLooks, UnknownLooksAreRefusedAndTheCurrentLookKept) {
     EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderVintage"));
   }
   ASSERT_EQ(Params("GPU-effect=6;GE-param0=1,0,0,0"), 0);
-  ExpectNear(Preview(shm, frame),
-             pe::ref::CurveLookPreview(
-                 pe::ref::LoadCurveLook(SystemDir(), "CurveCross.bmp", true, true, 640, 480), frame,
-                 640, nullptr));
+  ExpectNear(Preview(shm, frame), Model640("CurveCross.bmp", true, frame));
   EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderContrast"));
 }
 
@@ -154,11 +154,7 @@ TEST_F(CurveLooks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
   ASSERT_EQ(m_fx->startPreview(640, 480), 0);
   SharedNv21 shm(640, 480);
   const Nv21 frame = pe::ref::MakeFrame(640, 480, 95);
-  auto model = [&](const char* file) {
-    return pe::ref::CurveLookPreview(
-        pe::ref::LoadCurveLook(SystemDir(), file, false, true, 640, 480), frame, 640, nullptr);
-  };
-  ExpectNear(Preview(shm, frame), model("CurveWarm.bmp"));
+  ExpectNear(Preview(shm, frame), Model640("CurveWarm.bmp", false, frame));
 
   std::vector<char> truncated = ReadFile(SystemDir() + "CurveWarm.bmp");
   truncated.resize(200);
@@ -166,7 +162,7 @@ TEST_F(CurveLooks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
   // A new effect number is taken at once, so the pair reloads the assets.
   ASSERT_EQ(Params("GPU-effect=6"), 0);
   ASSERT_EQ(Params("GPU-effect=1"), 0);
-  ExpectNear(Preview(shm, frame), model("CurveCross.bmp"));
+  ExpectNear(Preview(shm, frame), Model640("CurveCross.bmp", false, frame));
 }
 
 struct MissingAsset {

@@ -51,8 +51,8 @@ const pe::ref::TextureModel& Mask(int index) {
 }
 
 void ExpectWithin(const Diff& d, int tolerance, const std::string& what) {
-  EXPECT_LE(d.maxY, tolerance) << what << " worst at " << d.worstX << "," << d.worstY;
-  EXPECT_LE(d.maxUV, tolerance) << what;
+  SCOPED_TRACE(what);
+  pe::test::ExpectWithin(d, tolerance);
 }
 
 class GeometryLooks : public pe::test::PublicService,
