@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "EffectTable.h"
@@ -206,36 +205,6 @@ TEST_F(Manager, EffectNumbersOutsideTheBoundOrTableAreRefused) {
   EXPECT_FALSE(m_manager->ProcFrame(0u, 0u, 0, 0));
   EXPECT_TRUE(log.Contains("no shader selected"));
   EXPECT_FALSE(m_manager->SetParam(0, 0, 0, 0, 0));
-}
-
-// Records what the manager hands to the effect.
-class ParamSpy : public ProbeShader {
- public:
-  static int last[5];
-  bool SetParam(unsigned set, int a, int b, int c, int d) override {
-    const int v[5] = {static_cast<int>(set), a, b, c, d};
-    std::memcpy(last, v, sizeof(v));
-    return true;
-  }
-};
-int ParamSpy::last[5];
-GEShader* NewSpy() { return new ParamSpy(); }
-const GEEffectEntry kSpyTable[] = {{1, "Spy", NewSpy, nullptr}};
-
-TEST_F(Manager, PointsAreMappedFromDisplayToFrameCoordinates) {
-  setenv("POSTEFFECT_DISPLAY", "1920x1080", 1);
-  MakeManager(1280, 720, GEEffectTable{kSpyTable, 1});
-  ASSERT_TRUE(m_manager->ChooseEffect(1, 0));
-  ASSERT_TRUE(m_manager->SetParam(1, 0, 0, 1920, 1080));
-  EXPECT_EQ(ParamSpy::last[3], 1280);
-  EXPECT_EQ(ParamSpy::last[4], 720);
-  ASSERT_TRUE(m_manager->SetParam(1, 960, 540, 480, 270));
-  EXPECT_EQ(ParamSpy::last[1], 640);
-  EXPECT_EQ(ParamSpy::last[2], 360);
-  EXPECT_EQ(ParamSpy::last[3], 320);
-  ASSERT_TRUE(m_manager->SetParam(0, -5, 6, 7, 8));
-  EXPECT_EQ(ParamSpy::last[1], -5);
-  unsetenv("POSTEFFECT_DISPLAY");
 }
 
 TEST_F(Manager, RefusesWorkBeforeInitAndAfterDeinit) {
