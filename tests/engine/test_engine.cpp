@@ -1,7 +1,8 @@
 #include <GLES2/gl2.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "EffectTable.h"
@@ -10,6 +11,7 @@
 #include "GEShaderBypass.h"
 #include "GLTexture.h"
 #include "LogCapture.h"
+#include "TextureModel.h"
 
 namespace pe {
 namespace test {
@@ -51,10 +53,6 @@ class ProbeShader : public GEShader {
 GEShader* NewProbe() { return new ProbeShader(); }
 const GEEffectEntry kProbeTable[] = {{1, "Probe", NewProbe, nullptr}};
 
-uint8_t Byte(float v) {
-  return static_cast<uint8_t>(std::lround(std::fmin(1.f, std::fmax(0.f, v)) * 255.f));
-}
-
 class Converter : public EngineTest {
  protected:
   ProbeShader* Probe(int w, int h) {
@@ -63,34 +61,19 @@ class Converter : public EngineTest {
     return static_cast<ProbeShader*>(m_manager->CurrentShader());
   }
 
-  // Writes rgba, converts, copies out and compares with the converter's
-  // math on the CPU; returns the largest difference.
+  // Writes rgba, converts, copies out and returns the largest difference
+  // from the CPU model's output conversion.
   int RoundTrip(ProbeShader* p, int w, int h, const std::vector<uint8_t>& rgba) {
     p->WriteRgb(rgba);
     p->ConvertYUV(0, 0, w, h);
-    std::vector<uint8_t> y(w * h), uv(w * h / 2);
-    EXPECT_TRUE(p->MemcpyYUV(y.data(), uv.data()));
-    int worst = 0;
-    auto at = [&](int x, int yy, int c) { return rgba[(yy * w + x) * 4 + c] / 255.f; };
-    for (int j = 0; j < h; ++j)
-      for (int i = 0; i < w; ++i) {
-        const uint8_t e = Byte(0.299f * at(i, j, 0) + 0.587f * at(i, j, 1) + 0.114f * at(i, j, 2));
-        worst = std::max(worst, std::abs(e - y[j * w + i]));
-      }
-    for (int j = 0; j < h / 2; ++j)
-      for (int i = 0; i < w / 2; ++i) {
-        float r = 0, g = 0, b = 0;
-        for (int d = 0; d < 4; ++d) {
-          r += at(2 * i + d % 2, 2 * j + d / 2, 0) / 4;
-          g += at(2 * i + d % 2, 2 * j + d / 2, 1) / 4;
-          b += at(2 * i + d % 2, 2 * j + d / 2, 2) / 4;
-        }
-        const uint8_t v = Byte(0.5f * r - 0.4186829f * g - 0.0813089f * b + 0.5f);
-        const uint8_t u = Byte(-0.168727f * r - 0.33126147f * g + 0.5f * b + 0.5f);
-        worst = std::max(worst, std::abs(v - uv[j * w + 2 * i]));
-        worst = std::max(worst, std::abs(u - uv[j * w + 2 * i + 1]));
-      }
-    return worst;
+    ref::Nv21 out(w, h);
+    EXPECT_TRUE(p->MemcpyYUV(out.y(), out.uv()));
+    const ref::Diff d = ref::Compare(out, ref::Render(w, h, [&](int x, int y) {
+                                       const uint8_t* px =
+                                           &rgba[(static_cast<size_t>(y) * w + x) * 4];
+                                       return ref::Rgb{px[0] / 255.f, px[1] / 255.f, px[2] / 255.f};
+                                     }));
+    return std::max(d.maxY, d.maxUV);
   }
 };
 
