@@ -237,15 +237,11 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
   PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
          walk.StepY());
   m_nOverlapX = m_nOverlapY = 0;
-  unsigned char* block = static_cast<unsigned char*>(m_pSrcTexture->m_pData);
   const float fw = static_cast<float>(allocW), fh = static_cast<float>(texH);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     const pe::ApronBlock b = walk.Place(run);
     if (!b.fw || !b.fh) continue;
-    m_uStartX = b.bx;
-    m_uStartY = b.by;
-    m_uRgnW = m_uWidth = b.bw;
-    m_uRgnH = m_uHeight = b.bh;
+    SetBlock(b.bx, b.by, b.bw, b.bh);
     // The blur covers the whole fetched rectangle, apron included, so that
     // both directions see past the block's edges; the mix reads the block.
     Corners(m_fPassCoord, 0, 0, b.fw / fw, b.fh / fh);
@@ -258,9 +254,7 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
     // The vertical pass steps through the blurred rectangle, so its step is
     // rescaled to stay the same share of the picture in every block.
     SetupPixelStep(walk.StepX(), walk.StepY() * texH / b.fh);
-    Fetch(func, block, allocW, texH, b.x0, b.y0, b.fw, b.fh);
-    ProcBlock(0, 0, W, H);
-    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.bx, b.by, b.bw, b.bh);
+    RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh);
   }
   m_uWidth = texW;
   m_uHeight = texH;
@@ -290,22 +284,16 @@ bool GEBlurShader::RunOverlapCapture(const char* func, unsigned char* dst, int W
          "run = %d",
          func, W, H, static_cast<double>(procW), static_cast<double>(procH), walk.HalfOverlapX(),
          walk.HalfOverlapY(), m_uMaxRun);
-  unsigned char* block = static_cast<unsigned char*>(m_pSrcTexture->m_pData);
   for (; m_uRun < m_uMaxRun; ++m_uRun) {
     PE_LOG(*m_pBlurLog, pe::kLogInfo,
            ">> run %d ===================================================", m_uRun);
     const pe::BlockRect b = walk.Place();
-    m_uStartX = b.x;
-    m_uStartY = b.y;
-    m_uRgnW = m_uWidth = b.w;
-    m_uRgnH = m_uHeight = b.h;
+    SetBlock(b.x, b.y, b.w, b.h);
     Corners(m_fTexCoord, 0, 0, b.s1, b.t1);
     std::memcpy(m_fBlurCoord, m_fTexCoord, sizeof(m_fBlurCoord));
     PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d",
            func, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
-    Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h);
-    ProcBlock(0, 0, W, H);
-    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.x, b.y, b.w, b.h);
+    RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
     walk.Advance();
   }
   m_uMaxRun = 0;

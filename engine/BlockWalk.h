@@ -107,10 +107,6 @@ class DotGridWalk {
   unsigned m_n, m_margin, m_rows, m_cols;
 };
 
-}  // namespace pe
-
-namespace pe {
-
 // The apron walk: the still is cut into cores of the source size less 192
 // pixels, each fetched with up to 64 pixels of picture around it (the apron)
 // so that a blur near a core's edge reads real neighbours. Everything is

@@ -334,11 +334,22 @@ bool GEShader::CheckCapture(const char* func, unsigned char* dst, int W, int H) 
   return true;
 }
 
-bool GEShader::Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH,
-                     unsigned x, unsigned y, unsigned w, unsigned h) {
-  if (m_pConverter->convertRect(block, allocW, procH, x, y, w, h)) return true;
-  PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, x, y, w, h);
-  return false;
+void GEShader::SetBlock(unsigned x, unsigned y, unsigned w, unsigned h) {
+  m_uStartX = x;
+  m_uStartY = y;
+  m_uRgnW = m_uWidth = w;
+  m_uRgnH = m_uHeight = h;
+}
+
+void GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx,
+                           unsigned sy, unsigned sw, unsigned sh) {
+  if (sw && sh &&
+      !m_pConverter->convertRect(GetDataBuf(m_pSrcTexture), m_pSrcTexture->GetAllocWidth(),
+                                 m_pSrcTexture->GetHeight(), sx, sy, sw, sh))
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, sx, sy,
+           sw, sh);
+  ProcBlock(0, 0, W, H);
+  BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
 }
 
 bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
@@ -355,22 +366,14 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
   PE_LOG(*m_pLog, pe::kLogInfo,
          "[%s] fImgWidth=%d, fImgHeight=%d, nProcW=%d, nProcH=%d, max run = %d", func, W, H, procW,
          procH, m_uMaxRun);
-  unsigned char* block = GetDataBuf(m_pSrcTexture);
   while (m_uRun < m_uMaxRun) {
     PE_LOG(*m_pLog, pe::kLogInfo,
            ">> run %d ===================================================", m_uRun);
     const pe::BlockRect b = walk.Place();
-    m_uStartX = b.x;
-    m_uStartY = b.y;
-    m_uRgnW = b.w;
-    m_uRgnH = b.h;
-    m_uWidth = b.w;
-    m_uHeight = b.h;
+    SetBlock(b.x, b.y, b.w, b.h);
     m_fBlockOrigin[0] = m_fBlockOrigin[1] = 0.f;
     OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
-    Fetch(func, block, allocW, procH, b.x, b.y, b.w, b.h);
-    ProcBlock(0, 0, W, H);
-    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.x, b.y, b.w, b.h);
+    RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
     walk.Advance();
     ++m_uRun;
   }
@@ -387,19 +390,13 @@ bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H
   const unsigned allocW = m_pSrcTexture->GetAllocWidth();
   m_nOverlapX = m_nOverlapY = 0;
   pe::CropBlockWalk walk(W, H, procW, procH, allocW, m_fCrop);
-  unsigned char* block = GetDataBuf(m_pSrcTexture);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     const pe::CropBlock b = walk.Place(run);
-    m_uStartX = b.out.x;
-    m_uStartY = b.out.y;
-    m_uRgnW = m_uWidth = b.out.w;
-    m_uRgnH = m_uHeight = b.out.h;
+    SetBlock(b.out.x, b.out.y, b.out.w, b.out.h);
     m_fBlockOrigin[0] = b.out.s0;
     m_fBlockOrigin[1] = b.out.t0;
     OnBlock(b.out.x, b.out.y, b.out.w, b.out.h, b.out.s1, b.out.t1);
-    if (b.HasSource()) Fetch(func, block, allocW, procH, b.sx, b.sy, b.sw, b.sh);
-    ProcBlock(0, 0, W, H);
-    BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, b.out.x, b.out.y, b.out.w, b.out.h);
+    RenderBlock(func, dst, W, H, b.sx, b.sy, b.sw, b.sh);
   }
   m_uWidth = procW;
   m_uHeight = procH;
@@ -408,18 +405,14 @@ bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H
 }
 
 void GEShader::PartialTexCoords(unsigned divisor, const char* func) {
-  PartialTexCoords(m_fTexCoord, divisor, func);
-}
-
-void GEShader::PartialTexCoords(float* coords, unsigned divisor, const char* func) {
   static const float kCorners[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   LOGI("[%s] partial texcoord", func);
   const float scale =
       divisor > 0 ? static_cast<float>(m_uWidth) / static_cast<float>(divisor) : 1.f;
   for (int i = 0; i < 4; ++i) {
-    coords[2 * i] = kCorners[2 * i] * scale;
-    coords[2 * i + 1] = kCorners[2 * i + 1];
-    LOGI("[%s] %f:%f", func, coords[2 * i], coords[2 * i + 1]);
+    m_fTexCoord[2 * i] = kCorners[2 * i] * scale;
+    m_fTexCoord[2 * i + 1] = kCorners[2 * i + 1];
+    LOGI("[%s] %f:%f", func, m_fTexCoord[2 * i], m_fTexCoord[2 * i + 1]);
   }
 }
 

@@ -14,7 +14,6 @@ class IYUVConverter;
 
 namespace pe {
 struct LogModule;
-struct CropRect;
 }  // namespace pe
 
 class GEShader;
@@ -106,8 +105,8 @@ class GEShader {
   // whole frame.
   bool RunPreview(const char* func, unsigned a, unsigned b, int w, int h);
   // Capture: the refusals, then the block walk over a W x H still written to
-  // dst (Y plane, chroma plane at dst + W x H). SetBlockCoords receives each
-  // block before it is fetched and drawn.
+  // dst (Y plane, chroma plane at dst + W x H). OnBlock receives each block
+  // before it is fetched and drawn.
   bool RunCapture(const char* func, unsigned char* dst, int W, int H);
   // The refusals every capture shares (not initialised, preview mode, no
   // converter, no still); records the still's size.
@@ -125,7 +124,6 @@ class GEShader {
   // m_fTexCoord: the allocated width restricts sampling to the valid columns
   // of the source.
   void PartialTexCoords(unsigned divisor, const char* func);
-  void PartialTexCoords(float* coords, unsigned divisor, const char* func);
 
   // What every effect's Init does first: the banner, the arguments stored,
   // the display size the effect reports, the base Init.
@@ -209,9 +207,13 @@ class GEShader {
   // crop-aware walk fetched a border around it).
   float m_fBlockOrigin[2] = {0, 0};
 
-  // Asks the service for one rectangle of the still.
-  bool Fetch(const char* func, unsigned char* block, unsigned allocW, unsigned procH, unsigned x,
-             unsigned y, unsigned w, unsigned h);
+  // The block being captured: origin and size, also the viewport's size.
+  void SetBlock(unsigned x, unsigned y, unsigned w, unsigned h);
+  // Fills the source texture from the still's rectangle (sx, sy, sw, sh)
+  // (nothing when it is empty), draws the current block and writes it back
+  // into the still's planes at dst.
+  void RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
+                   unsigned sw, unsigned sh);
 
  private:
   friend class GEOwnedBase;
