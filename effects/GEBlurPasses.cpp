@@ -84,8 +84,7 @@ const GLProgram::Location GLProgBlurMix::kLocations[5] = {
 
 GLProgBlurPass::GLProgBlurPass() : GLProgEffect(kBlur, false) {}
 
-GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk)
-    : GEShader(log), m_eWalk(walk), m_pBlurLog(log) {}
+GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk) : GEShader(log), m_eWalk(walk) {}
 
 void GEBlurShader::OnCapture(int, int) {}
 
@@ -101,8 +100,7 @@ bool GEBlurShader::ProcFrame(unsigned a, unsigned b, int w, int h) {
 }
 
 void GEBlurShader::SetupPixelStep(float stepX, float stepY) {
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] pixel step X=%.6f Y=%.6f", "SetupPixelStep", stepX,
-         stepY);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] pixel step X=%.6f Y=%.6f", "SetupPixelStep", stepX, stepY);
   float* across = m_fPixelShift;
   float* down = m_fPixelShift + 2 * pe::blur::kShifts;
   for (int i = 0; i < pe::blur::kShifts; ++i) {
@@ -125,7 +123,7 @@ void GEBlurShader::SetStrength(int p0) {
   const int row = pe::blur::StrengthRow(p0);
   m_pKernel = pe::blur::GaussianRow(row);
   m_fMixWeight = pe::blur::StrengthMix(p0);
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] %d\n", "SetParam", row);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] %d\n", "SetParam", row);
 }
 
 bool GEBlurShader::MeasureDrag(int p0, int p1, int p2, int p3, float minimum, float centre[2],
@@ -143,11 +141,11 @@ bool GEBlurShader::MeasureDrag(int p0, int p1, int p2, int p3, float minimum, fl
 
 bool GEBlurShader::MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                                   const char* fboLine) {
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, texLine, "Init");
+  PE_LOG(Log(), pe::kLogInfo, texLine, "Init");
   tex.reset(new GLTexture());
   if (!tex->Init(GL_RGBA, GL_UNSIGNED_BYTE, m_uBlurW, m_uBlurH, 0)) return false;
   tex->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, fboLine, "Init");
+  PE_LOG(Log(), pe::kLogInfo, fboLine, "Init");
   fbo.reset(new GLFbo());
   return fbo->Init() && fbo->SetColorAttachment(tex.get());
 }
@@ -170,13 +168,13 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
     delete mix;
     return false;
   }
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] Creating prog Blur", "Init");
+  PE_LOG(Log(), pe::kLogInfo, "[%s] Creating prog Blur", "Init");
   if (!LoadProgram(m_pBlurProg, blur, "[%s] can't load program Blur")) {
     delete mix;
     return false;
   }
   m_pBlurProg->SetTextures(0, m_pSrcTexture);
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, mixLine, "Init");
+  PE_LOG(Log(), pe::kLogInfo, mixLine, "Init");
   if (!LoadProgram(m_pMixProg, mix, "[%s] can't load program size-up")) return false;
   m_pMixProg->SetTextures(GLProgBlurMix::SAMPLER_BLUR_TEX, m_pTexV.get());
   m_pMixProg->SetTextures(GLProgBlurMix::SAMPLER_CLEAR_TEX, m_pSrcTexture);
@@ -225,16 +223,15 @@ bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& 
 
 bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, int H) {
   if (!CheckCapture(func, dst, W, H)) return false;
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] enter", func);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] enter", func);
   const unsigned texW = m_pSrcTexture->GetWidth(), texH = m_pSrcTexture->GetHeight();
   const unsigned allocW = m_pSrcTexture->GetAllocWidth();
   pe::ApronBlockWalk walk(W, H, texW, texH, allocW, m_fCrop);
   if (!walk.Valid()) {
-    PE_LOG(*m_pBlurLog, pe::kLogError, "[%s] %ux%u leaves no block inside the apron", func, texW,
-           texH);
+    PE_LOG(Log(), pe::kLogError, "[%s] %ux%u leaves no block inside the apron", func, texW, texH);
     return false;
   }
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
+  PE_LOG(Log(), pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
          walk.StepY());
   m_nOverlapX = m_nOverlapY = 0;
   const float fw = static_cast<float>(allocW), fh = static_cast<float>(texH);
@@ -258,7 +255,7 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
   }
   m_uWidth = texW;
   m_uHeight = texH;
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] leave", func);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] leave", func);
   return true;
 }
 
@@ -268,37 +265,37 @@ bool GEBlurShader::RunOverlapCapture(const char* func, unsigned char* dst, int W
   const unsigned allocW = m_pSrcTexture->GetAllocWidth();
   pe::OverlapBlockWalk walk(W, H, procW, procH, allocW);
   if (!walk.Valid()) {
-    PE_LOG(*m_pBlurLog, pe::kLogError, "[%s] overlap %dx%d leaves no block of %ux%u", func,
+    PE_LOG(Log(), pe::kLogError, "[%s] overlap %dx%d leaves no block of %ux%u", func,
            walk.OverlapX(), walk.OverlapY(), procW, procH);
     return false;
   }
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
+  PE_LOG(Log(), pe::kLogInfo, "[%s] capture, pixel step X=%.6f Y=%.6f", func, walk.StepX(),
          walk.StepY());
   SetupPixelStep(walk.StepX(), walk.StepY());
   m_nOverlapX = walk.OverlapX();
   m_nOverlapY = walk.OverlapY();
   m_uRun = 0;
   m_uMaxRun = walk.MaxRuns();
-  PE_LOG(*m_pBlurLog, pe::kLogInfo,
+  PE_LOG(Log(), pe::kLogInfo,
          "[%s] nImgWidth=%d, nImgHeight=%d, fProcW=%f, fProcH=%f, nHalfOvX=%d nHalfOvY=%d, max "
          "run = %d",
          func, W, H, static_cast<double>(procW), static_cast<double>(procH), walk.HalfOverlapX(),
          walk.HalfOverlapY(), m_uMaxRun);
   for (; m_uRun < m_uMaxRun; ++m_uRun) {
-    PE_LOG(*m_pBlurLog, pe::kLogInfo,
+    PE_LOG(Log(), pe::kLogInfo,
            ">> run %d ===================================================", m_uRun);
     const pe::BlockRect b = walk.Place();
     SetBlock(b.x, b.y, b.w, b.h);
     Corners(m_fTexCoord, 0, 0, b.s1, b.t1);
     std::memcpy(m_fBlurCoord, m_fTexCoord, sizeof(m_fBlurCoord));
-    PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d",
-           func, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
+    PE_LOG(Log(), pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d", func,
+           m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
     RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
     walk.Advance();
   }
   m_uMaxRun = 0;
   m_uWidth = procW;
   m_uHeight = procH;
-  PE_LOG(*m_pBlurLog, pe::kLogInfo, "[%s] leave", func);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] leave", func);
   return true;
 }

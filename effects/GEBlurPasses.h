@@ -117,5 +117,4 @@ class GEBlurShader : public GEShader {
                       const char* fboLine);
 
   CaptureWalk m_eWalk;
-  pe::LogModule* m_pBlurLog;
 };

@@ -11,7 +11,6 @@ GECurveLook::GECurveLook(pe::LogModule& log, const char* name, const char* progr
                          const GLProgDesc& program, const Curve* curves, size_t curveCount,
                          const Look* looks, size_t lookCount)
     : GEShader(&log),
-      m_log(log),
       m_szName(name),
       m_szProgramName(programName),
       m_desc(program),
@@ -22,18 +21,18 @@ GECurveLook::GECurveLook(pe::LogModule& log, const char* name, const char* progr
 
 bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                        unsigned char captureMode, IYUVConverter* converter) {
-  pe::ScopedTrace trace(m_log, "Init");
+  pe::ScopedTrace trace(Log(), "Init");
   InitCommon(m_szName, src, dst, x, y, w, h, captureMode, converter);
   for (size_t i = 0; i < m_nCurves; ++i) {
-    PE_LOG(m_log, pe::kLogInfo, m_pCurveFiles[i].creating, "Init");
+    PE_LOG(Log(), pe::kLogInfo, m_pCurveFiles[i].creating, "Init");
     if (!LoadAsset(m_pCurves[i], m_pCurveFiles[i].file, GL_RGB, kOverrideFirst,
                    m_pCurveFiles[i].failLine))
       return false;
   }
 
-  PE_LOG(m_log, pe::kLogInfo, "[%s] Creating vignette texture", "Init");
+  PE_LOG(Log(), pe::kLogInfo, "[%s] Creating vignette texture", "Init");
   const float ratio = h ? static_cast<float>(w) / static_cast<float>(h) : 0.f;
-  PE_LOG(m_log, pe::kLogInfo, "[%s] ratio %f", "Init", ratio);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] ratio %f", "Init", ratio);
   // The wide mask is drawn for 16:9 and 5:3 frames; every other shape gets
   // the legacy one stretched over it.
   const bool wide =
@@ -44,7 +43,7 @@ bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
     return false;
   if (!MakeNeutralTexture(m_pNeutral)) return false;
 
-  PE_LOG(m_log, pe::kLogInfo,
+  PE_LOG(Log(), pe::kLogInfo,
          captureMode ? "[%s] Creating %s-Cross large shader" : "[%s] Creating %s-Cross shader",
          "Init", m_szProgramName);
   if (!LoadProgram(m_pProgram, new GLProgCurveLook(m_desc, captureMode != 0),
@@ -72,7 +71,7 @@ bool GECurveLook::SetParam(unsigned set, int p0, int, int, int) {
     LogError("[%s] wrong param", "SetParam");
     return false;
   }
-  PE_LOG(m_log, pe::kLogInfo, m_pLooks[look].line, "SetParam");
+  PE_LOG(Log(), pe::kLogInfo, m_pLooks[look].line, "SetParam");
   Bind(m_pLooks[look]);
   return false;
 }

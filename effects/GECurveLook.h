@@ -66,7 +66,6 @@ class GECurveLook : public GEShader {
               size_t lookCount);
   void Bind(const Look& look);
 
-  pe::LogModule& m_log;
   const char* m_szName;
   const char* m_szProgramName;
   const GLProgDesc& m_desc;

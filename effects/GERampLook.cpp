@@ -255,13 +255,12 @@ GERampLook::GERampLook(const RampLookDesc& desc) : GEShader(desc.log), m_desc(de
 
 bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                       unsigned char captureMode, IYUVConverter* converter) {
-  pe::ScopedTrace trace(*m_desc.log, "Init");
+  pe::ScopedTrace trace(Log(), "Init");
   InitCommon(m_desc.className, src, dst, x, y, w, h, captureMode, converter, g_Disp_Width,
              g_Disp_Height);
   m_fStrength = 0.f;
   for (float& t : m_fSplitTones) t = 0.5f;
-  PE_LOG(*m_desc.log, pe::kLogInfo, captureMode ? m_desc.createLargeLine : m_desc.createLine,
-         "Init");
+  PE_LOG(Log(), pe::kLogInfo, captureMode ? m_desc.createLargeLine : m_desc.createLine, "Init");
   if (!LoadProgram(m_pProgram, m_desc.makeProgram(captureMode != 0), "[%s] can't load program"))
     return false;
   const char* table = m_desc.table;
@@ -276,7 +275,7 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   m_pProgram->SetTextures(0, src);
   if (Has(kRampTraced) && src && src->GetHeight()) {
     m_fRatio = static_cast<float>(src->GetWidth()) / static_cast<float>(src->GetHeight());
-    PE_LOG(*m_desc.log, pe::kLogInfo, "[%s] screen ratio = %u/%u = %f", "Init", src->GetWidth(),
+    PE_LOG(Log(), pe::kLogInfo, "[%s] screen ratio = %u/%u = %f", "Init", src->GetWidth(),
            src->GetHeight(), m_fRatio);
   }
   // The tone pair's shader crops with u_crop, which already excludes the
@@ -294,8 +293,7 @@ bool GERampLook::SetParam(unsigned set, int p0, int, int, int) {
     return true;
   }
   if (p0 < 0 || p0 > 100) {
-    PE_LOG(*m_desc.log, pe::kLogError, "[%s] tone position %d outside 0..100, clamped", "SetParam",
-           p0);
+    PE_LOG(Log(), pe::kLogError, "[%s] tone position %d outside 0..100, clamped", "SetParam", p0);
     p0 = p0 < 0 ? 0 : 100;
   }
   SplitTonesAt(p0, m_fSplitTones);
@@ -313,7 +311,7 @@ bool GERampLook::ProcFrame(unsigned a, unsigned b, int w, int h) {
 }
 
 bool GERampLook::ProcFrame(unsigned char*, unsigned char* dst, int width, int height) {
-  pe::ScopedTrace trace(*m_desc.log, "ProcFrame");
+  pe::ScopedTrace trace(Log(), "ProcFrame");
   if (Has(kRampCropWalk)) return RunCropCapture("ProcFrame", dst, width, height);
   if (Has(kRampTraced) && height > 0)
     m_fRatio = static_cast<float>(width) / static_cast<float>(height);
@@ -323,13 +321,13 @@ bool GERampLook::ProcFrame(unsigned char*, unsigned char* dst, int width, int he
 void GERampLook::OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s1, float t1) {
   GEShader::OnBlock(x, y, w, h, s1, t1);
   if (!Has(kRampTraced)) return;
-  PE_LOG(*m_desc.log, pe::kLogInfo,
+  PE_LOG(Log(), pe::kLogInfo,
          "[%s] m_uStartX=%u, m_uStartY=%u, m_uRgnW=%u, m_uRgnH=%u, nImgWidth=%.1f, "
          "nImgHeight=%.1f",
          "ProcFrame", x, y, w, h, static_cast<double>(m_nImgW), static_cast<double>(m_nImgH));
   const float* g = m_fGlobalCoord;
-  PE_LOG(*m_desc.log, pe::kLogInfo, "[%s] [%.4f:%.4f] to [%.4f:%.4f]", "ProcFrame", g[2], g[3],
-         g[6], g[7]);
+  PE_LOG(Log(), pe::kLogInfo, "[%s] [%.4f:%.4f] to [%.4f:%.4f]", "ProcFrame", g[2], g[3], g[6],
+         g[7]);
 }
 
 bool GERampLook::ProcBlock(unsigned, unsigned, int, int) {

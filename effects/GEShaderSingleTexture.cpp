@@ -5,14 +5,14 @@
 #include "GLTexture.h"
 
 GEShaderSingleTexture::GEShaderSingleTexture(pe::LogModule* log, const Names& names)
-    : GEShader(log), m_log(*log), m_names(names) {}
+    : GEShader(log), m_names(names) {}
 
 bool GEShaderSingleTexture::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                                  unsigned h, unsigned char captureMode, IYUVConverter* converter) {
-  pe::ScopedTrace trace(m_log, "Init");
+  pe::ScopedTrace trace(Log(), "Init");
   InitCommon(m_names.className, src, dst, x, y, w, h, captureMode, converter);
   if (const char* line = captureMode ? m_names.creatingLarge : m_names.creating)
-    PE_LOG(m_log, pe::kLogInfo, line, "Init");
+    PE_LOG(Log(), pe::kLogInfo, line, "Init");
   if (!LoadProgram(m_pProgram, NewProgram(captureMode != 0), "[%s] can't load program"))
     return false;
   m_pProgram->SetTextures(0, src);

@@ -32,7 +32,6 @@ class GEShaderSingleTexture : public GEShader {
   virtual GLProgEffect* NewProgram(bool large) = 0;
 
  private:
-  pe::LogModule& m_log;
   const Names& m_names;
   GEOwned<GLProgEffect> m_pProgram{this};
 };

@@ -154,6 +154,8 @@ class GEShader {
   // The refusal of a call made before Init: logs and returns true.
   bool RefuseUninited(const char* func);
   void LogError(const char* line, const char* func);
+  // The effect's log module, for its own lines.
+  pe::LogModule& Log() const { return *m_pLog; }
   // Draws prog over the fixed quad into the RGB result at the viewport (after
   // setUniforms, with the program in use), then converts the result into the
   // Y and chroma planes and waits for the GPU.
