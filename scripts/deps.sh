@@ -6,7 +6,10 @@ pkgs=(build-essential cmake pkg-config clang libclang-rt-14-dev
       android-libutils-dev android-liblog-dev
       libgtest-dev libgmock-dev googletest libbenchmark-dev glslang-tools
       libturbojpeg0-dev libpng-dev ffmpeg libyuv-dev
-      g++-aarch64-linux-gnu qemu-user)
+      g++-aarch64-linux-gnu qemu-user
+      libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-gl
+      libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver)
 missing=()
 for p in "${pkgs[@]}"; do
   [[ "$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null)" == *"ok installed"* ]] || missing+=("$p")
