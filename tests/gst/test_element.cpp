@@ -1,0 +1,191 @@
+// The element in GStreamer's check harness, every output byte compared with
+// the library applied to the same frame through the public interface.
+#include <gst/check/gstharness.h>
+#include <gst/video/video.h>
+#include <gtest/gtest.h>
+#include <posteffect/IPostEffect.h>
+
+#include <string>
+#include <vector>
+
+#include "Effects.h"
+#include "Service.h"
+
+namespace {
+
+using pe::cli::Nv21Frame;
+using pe::cli::Quad;
+
+// Detail everywhere, different for every seed.
+Nv21Frame Pattern(int w, int h, int seed) {
+  Nv21Frame f(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) f.Y()[y * w + x] = static_cast<uint8_t>(x * 3 + y * 5 + seed * 40);
+  for (int i = 0; i < w * h / 2; ++i) f.VU()[i] = static_cast<uint8_t>(i % 97 + (i & 1) * 60);
+  return f;
+}
+
+// The library's answer: the frame padded to its 16-pixel grouping by
+// repeating the right column, then cut back.
+Nv21Frame Reference(const Nv21Frame& in, int effect, Quad p0, Quad p1Display, bool capture,
+                    pe::cli::Size preview) {
+  const int w = in.width, h = in.height, lw = (w + 15) / 16 * 16;
+  Nv21Frame padded(lw, h);
+  for (int y = 0; y < h * 3 / 2; ++y)
+    for (int x = 0; x < lw; ++x)
+      padded.data[y * lw + x] = in.data[y * w + (x < w ? x : y < h ? w - 1 : w - 2 + x % 2)];
+  pe::cli::EffectRequest request{pe::cli::FindEffect(effect), p0, p1Display};
+  std::string error;
+  EXPECT_TRUE(pe::cli::ProcessFrame({createPostEffect, destroyPostEffect}, request, {},
+                                    capture ? pe::cli::Mode::kCapture : pe::cli::Mode::kPreview,
+                                    preview, &padded, &error))
+      << error;
+  Nv21Frame out(w, h);
+  for (int y = 0; y < h * 3 / 2; ++y)
+    for (int x = 0; x < w; ++x) out.data[y * w + x] = padded.data[y * lw + x];
+  return out;
+}
+
+struct Harness {
+  GstHarness* h;
+  GstVideoInfo info;
+
+  Harness(const char* launch, const char* caps) {
+    gst_init(nullptr, nullptr);
+    h = gst_harness_new_parse(launch);
+    gst_harness_set_src_caps_str(h, caps);
+    GstCaps* parsed = gst_caps_from_string(caps);
+    gst_video_info_from_caps(&info, parsed);
+    gst_caps_unref(parsed);
+  }
+  ~Harness() { gst_harness_teardown(h); }
+
+  // Through the element at GStreamer's own strides, back as a tight frame.
+  Nv21Frame Push(const Nv21Frame& f) {
+    GstBuffer* in = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+    GstVideoFrame v;
+    gst_video_frame_map(&v, &info, in, GST_MAP_WRITE);
+    Copy(f, &v, true);
+    gst_video_frame_unmap(&v);
+    EXPECT_EQ(gst_harness_push(h, in), GST_FLOW_OK);
+    GstBuffer* out = gst_harness_pull(h);
+    Nv21Frame result(f.width, f.height);
+    gst_video_frame_map(&v, &info, out, GST_MAP_READ);
+    Copy(result, &v, false);
+    gst_video_frame_unmap(&v);
+    gst_buffer_unref(out);
+    return result;
+  }
+
+  static void Copy(const Nv21Frame& f, GstVideoFrame* v, bool toBuffer) {
+    for (int plane = 0; plane < 2; ++plane)
+      for (int y = 0; y < (plane ? f.height / 2 : f.height); ++y) {
+        auto* row = static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(v, plane)) +
+                    y * GST_VIDEO_FRAME_PLANE_STRIDE(v, plane);
+        auto* tight = const_cast<uint8_t*>(plane ? f.VU() : f.Y()) + y * f.width;
+        toBuffer ? memcpy(row, tight, f.width) : memcpy(tight, row, f.width);
+      }
+  }
+};
+
+std::string Caps(int w, int h, const char* format = "NV21") {
+  return "video/x-raw,format=" + std::string(format) + ",width=" + std::to_string(w) +
+         ",height=" + std::to_string(h) + ",framerate=30/1";
+}
+
+// Index of the first byte that differs, -1 when none.
+long FirstDifference(const Nv21Frame& a, const Nv21Frame& b) {
+  for (size_t i = 0; i < a.data.size(); ++i)
+    if (a.data[i] != b.data[i]) return static_cast<long>(i);
+  return a.data.size() == b.data.size() ? -1 : 0;
+}
+
+// Display 1920x1080 is three times 640x360 (and 630 pads to 640), 1.5 times
+// 1280x720: the points below land on whole display pixels.
+struct Case {
+  const char* props;
+  int width, height, effect;
+  Quad param0, param1Display;
+  bool capture;
+};
+
+void PrintTo(const Case& c, std::ostream* os) { *os << c.props; }
+
+class ElementMatchesLibrary : public testing::TestWithParam<Case> {};
+
+std::string CaseName(const testing::TestParamInfo<Case>& info) {
+  const Case& c = info.param;
+  return std::string(pe::cli::FindEffect(c.effect)->name) + (c.capture ? "Capture" : "Preview") +
+         std::to_string(c.width) + "x" + std::to_string(c.height);
+}
+
+TEST_P(ElementMatchesLibrary, EveryByte) {
+  const Case& c = GetParam();
+  Harness harness(("posteffect " + std::string(c.props)).c_str(), Caps(c.width, c.height).c_str());
+  const Nv21Frame frame = Pattern(c.width, c.height, 1);
+  const pe::cli::Size preview{640, 360};
+  const Nv21Frame expected =
+      Reference(frame, c.effect, c.param0, c.param1Display, c.capture, preview);
+  const Nv21Frame got = harness.Push(frame);
+  EXPECT_EQ(FirstDifference(got, expected), -1);
+  EXPECT_NE(FirstDifference(got, frame), -1) << "the effect changed nothing";
+}
+
+constexpr Quad kZero{};
+// clang-format off
+const Case kCases[] = {
+    {"effect=vignette param1=200,100,300,100", 640, 360, 4, {50}, {600, 300, 900, 300}, false},
+    {"effect=vignette param1=200,100,300,100", 630, 360, 4, {50}, {600, 300, 900, 300}, false},
+    {"effect=vintage param0=2,0,0,0", 640, 360, 1, {2}, kZero, false},
+    {"effect=vintage param0=2,0,0,0", 630, 360, 1, {2}, kZero, false},
+    {"effect=dof param1=320,180,400,180", 640, 360, 2, {100}, {960, 540, 1200, 540}, false},
+    {"effect=dof param1=320,180,400,180", 630, 360, 2, {100}, {960, 540, 1200, 540}, false},
+    {"effect=dof mode=capture preview-size=640x360 param1=640,360,800,360", 1280, 720, 2, {100},
+     {960, 540, 1200, 540}, true},
+};
+// clang-format on
+INSTANTIATE_TEST_SUITE_P(Effects, ElementMatchesLibrary, testing::ValuesIn(kCases), CaseName);
+
+void CaptureWarning(const gchar*, GLogLevelFlags, const gchar* message, gpointer out) {
+  *static_cast<std::string*>(out) += message;
+}
+
+TEST(Element, PropertiesTakeEffectFromTheNextBuffer) {
+  Harness harness("posteffect name=fx effect=vignette param1=200,100,300,100",
+                  Caps(640, 360).c_str());
+  GstElement* fx = gst_bin_get_by_name(GST_BIN(harness.h->element), "fx");
+  const Nv21Frame a = Pattern(640, 360, 2), b = Pattern(640, 360, 3);
+  EXPECT_EQ(
+      FirstDifference(harness.Push(a), Reference(a, 4, {50}, {600, 300, 900, 300}, false, {})), -1);
+  gst_util_set_object_arg(G_OBJECT(fx), "effect", "vintage");
+  gst_util_set_object_arg(G_OBJECT(fx), "param0", "3,0,0,0");
+  EXPECT_EQ(FirstDifference(harness.Push(b), Reference(b, 1, {3}, kZero, false, {})), -1);
+
+  std::string warning;
+  const guint handler = g_log_set_handler(nullptr, G_LOG_LEVEL_WARNING, CaptureWarning, &warning);
+  gst_util_set_object_arg(G_OBJECT(fx), "param0", "3,0,x");
+  g_log_remove_handler(nullptr, handler);
+  EXPECT_NE(warning.find("param0 '3,0,x'"), std::string::npos) << warning;
+  gchar* kept = nullptr;
+  g_object_get(fx, "param0", &kept, nullptr);
+  EXPECT_STREQ(kept, "3,0,0,0");
+  g_free(kept);
+
+  // Bypass hands the very buffer on.
+  gst_util_set_object_arg(G_OBJECT(fx), "effect", "bypass");
+  GstBuffer* in = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&harness.info), nullptr);
+  gst_harness_push(harness.h, gst_buffer_ref(in));
+  GstBuffer* out = gst_harness_pull(harness.h);
+  EXPECT_EQ(out, in);
+  gst_buffer_unref(out);
+  gst_buffer_unref(in);
+  gst_object_unref(fx);
+}
+
+TEST(Element, RefusesCapsOtherThanNv21) {
+  Harness harness("posteffect effect=vignette", Caps(64, 64, "RGB").c_str());
+  EXPECT_EQ(gst_harness_push(harness.h, gst_buffer_new_allocate(nullptr, 64 * 64 * 3, nullptr)),
+            GST_FLOW_NOT_NEGOTIATED);
+}
+
+}  // namespace
