@@ -112,7 +112,9 @@ GType EffectEnumType() {
   static gsize type = 0;
   if (g_once_init_enter(&type)) {
     const unsigned bound = pe::platform::EffectCount(kDefaultEffectBound);
-    auto* values = new std::vector<GEnumValue>;
+    // Read by the type system for the life of the process.
+    static std::vector<GEnumValue> kValues;
+    std::vector<GEnumValue>* values = &kValues;
     for (const pe::cli::EffectInfo& e : pe::cli::Effects()) {
       if (static_cast<unsigned>(e.number) >= bound) continue;
       values->push_back({e.number, e.name, g_intern_string(Nick(e.name).c_str())});

@@ -121,11 +121,12 @@ std::string CaseName(const testing::TestParamInfo<Case>& info) {
 
 TEST_P(ElementMatchesLibrary, EveryByte) {
   const Case& c = GetParam();
-  Harness harness(("posteffect " + std::string(c.props)).c_str(), Caps(c.width, c.height).c_str());
   const Nv21Frame frame = Pattern(c.width, c.height, 1);
-  const pe::cli::Size preview{640, 360};
+  // Before the element's service starts: the library keeps its EGL display
+  // and context in process globals.
   const Nv21Frame expected =
-      Reference(frame, c.effect, c.param0, c.param1Display, c.capture, preview);
+      Reference(frame, c.effect, c.param0, c.param1Display, c.capture, {640, 360});
+  Harness harness(("posteffect " + std::string(c.props)).c_str(), Caps(c.width, c.height).c_str());
   const Nv21Frame got = harness.Push(frame);
   EXPECT_EQ(FirstDifference(got, expected), -1);
   EXPECT_NE(FirstDifference(got, frame), -1) << "the effect changed nothing";
@@ -151,15 +152,16 @@ void CaptureWarning(const gchar*, GLogLevelFlags, const gchar* message, gpointer
 }
 
 TEST(Element, PropertiesTakeEffectFromTheNextBuffer) {
+  const Nv21Frame a = Pattern(640, 360, 2), b = Pattern(640, 360, 3);
+  const Nv21Frame expectA = Reference(a, 4, {50}, {600, 300, 900, 300}, false, {});
+  const Nv21Frame expectB = Reference(b, 1, {3}, kZero, false, {});
   Harness harness("posteffect name=fx effect=vignette param1=200,100,300,100",
                   Caps(640, 360).c_str());
   GstElement* fx = gst_bin_get_by_name(GST_BIN(harness.h->element), "fx");
-  const Nv21Frame a = Pattern(640, 360, 2), b = Pattern(640, 360, 3);
-  EXPECT_EQ(
-      FirstDifference(harness.Push(a), Reference(a, 4, {50}, {600, 300, 900, 300}, false, {})), -1);
+  EXPECT_EQ(FirstDifference(harness.Push(a), expectA), -1);
   gst_util_set_object_arg(G_OBJECT(fx), "effect", "vintage");
   gst_util_set_object_arg(G_OBJECT(fx), "param0", "3,0,0,0");
-  EXPECT_EQ(FirstDifference(harness.Push(b), Reference(b, 1, {3}, kZero, false, {})), -1);
+  EXPECT_EQ(FirstDifference(harness.Push(b), expectB), -1);
 
   std::string warning;
   const guint handler = g_log_set_handler(nullptr, G_LOG_LEVEL_WARNING, CaptureWarning, &warning);

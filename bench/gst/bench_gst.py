@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""posteffect against GStreamer's own GL effects, in one run on the same driver.
+
+Every pipeline has the same shape: videotestsrc -> NV21 WxH -> effect -> NV21
+-> fakesink. The cost per frame is marginal: (long run - short run) / extra
+frames, so start-up (GL context, shader compilation) drops out. Each figure
+is the median of --reps runs; the source-only pipeline is subtracted before
+the ratios.
+
+usage: bench/gst/bench_gst.py BUILD_DIR [--reps 3] [--short 5] [--long 25]
+"""
+import argparse
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+SIZES = [(1280, 720), (1920, 1080)]
+SINGLE_PASS = ["vintage", "vignette", "dots", "contrast", "mirror", "whiteboard",
+               "stylized-maple", "stylized-nash", "twotonemask-v", "twotonemask-h",
+               "splittoning-mono", "splittoning-color", "distortion"]
+BLURS = ["dof", "ts", "bloom", "sketch", "color-sketch"]
+GL = ("glupload ! glcolorconvert ! gleffects effect={} ! glcolorconvert ! gldownload ! "
+      "video/x-raw,format=NV21")
+
+
+def pipeline(stage, w, h, frames):
+    caps = f"video/x-raw,format=NV21,width={w},height={h},framerate=30/1"
+    middle = f" ! {stage}" if stage else ""
+    return f"videotestsrc num-buffers={frames} pattern=smpte ! {caps}{middle} ! fakesink sync=false"
+
+
+def run(stage, w, h, frames, env):
+    cmd = ["gst-launch-1.0", "-q"] + pipeline(stage, w, h, frames).split()
+    t0 = time.monotonic()
+    subprocess.run(cmd, env=env, check=True, stdout=subprocess.DEVNULL)
+    return time.monotonic() - t0
+
+
+def marginal_ms(stage, w, h, args, env):
+    samples = []
+    for _ in range(args.reps):
+        long_s = run(stage, w, h, args.long, env)
+        short_s = run(stage, w, h, args.short, env)
+        samples.append((long_s - short_s) * 1000.0 / (args.long - args.short))
+    return statistics.median(samples)
+
+
+def main():
+    p = argparse.ArgumentParser()
+    p.add_argument("build")
+    p.add_argument("--reps", type=int, default=3)
+    p.add_argument("--short", type=int, default=5)
+    p.add_argument("--long", type=int, default=25)
+    p.add_argument("--effects", default=",".join(SINGLE_PASS + BLURS))
+    args = p.parse_args()
+    env = dict(os.environ)
+    env["GST_PLUGIN_PATH_1_0"] = os.path.join(os.path.abspath(args.build), "gst")
+    env["GST_REGISTRY_1_0"] = os.path.join(os.path.abspath(args.build), "gst", "bench-registry.bin")
+    env.setdefault("POSTEFFECT_EFFECT_COUNT", "19")
+    # GStreamer's GL elements on a headless machine: EGL on the device platform.
+    env.setdefault("GST_GL_PLATFORM", "egl")
+    env.setdefault("GST_GL_WINDOW", "egl-device")
+    effects = args.effects.split(",")
+
+    print(f"marginal ms/frame, median of {args.reps}, frames {args.long} - {args.short}; "
+          "net = minus source only")
+    for w, h in SIZES:
+        base = marginal_ms(None, w, h, args, env)
+        ident = marginal_ms(GL.format("identity"), w, h, args, env) - base
+        blur = marginal_ms(GL.format("blur"), w, h, args, env) - base
+        print(f"\n{w}x{h}: source only {base:.2f} ms")
+        print(f"{'pipeline':<28}{'net ms':>8}{'vs gl identity':>16}{'vs gl blur':>12}")
+        print(f"{'gleffects identity':<28}{ident:8.2f}{1.0:15.2f}x{'':>12}")
+        print(f"{'gleffects blur':<28}{blur:8.2f}{ident / blur:15.2f}x{1.0:11.2f}x")
+        for effect in effects:
+            net = marginal_ms(f"posteffect effect={effect}", w, h, args, env) - base
+            kind = "blur" if effect in BLURS else "single"
+            safe = max(net, 1e-3)
+            vs_blur = f"{blur / safe:11.2f}x" if kind == "blur" else f"{'-':>12}"
+            print(f"{'posteffect ' + effect:<28}{net:8.2f}{ident / safe:15.2f}x{vs_blur}")
+            sys.stdout.flush()
+
+
+if __name__ == "__main__":
+    main()
