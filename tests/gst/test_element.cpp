@@ -1,5 +1,4 @@
-// The element in GStreamer's check harness, every output byte compared with
-// the library applied to the same frame through the public interface.
+// The element in the check harness, every byte compared with the library run directly.
 #include <gst/check/gstharness.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
