@@ -56,7 +56,7 @@ bool GEShaderDot::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   LOGI("[GEShaderDot::Init]");
   LOGI("%s", kBanner);
   TRACE("Init");
-  InitCommon("GEShaderDot", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderDot", src, dst, x, y, w, h, captureMode, converter)) return false;
   if (!captureMode) {
     LOGI("[%s] Creating tex for pass size down", "Init");
     if (!MakeSizeDown(w, h)) return false;

@@ -61,7 +61,7 @@ GEShaderFisheye::GEShaderFisheye() : GEShader(&s_peLogModule) {}
 bool GEShaderFisheye::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                            unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   TRACE("Init");
-  InitCommon("GEShaderFisheye", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderFisheye", src, dst, x, y, w, h, captureMode, converter)) return false;
   m_nLastX = 480;
   m_nLastY = 272;
   m_fCenter[0] = m_fCenter[1] = 0.5f;

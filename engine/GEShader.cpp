@@ -69,8 +69,10 @@ bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width
   TRACE("Init");
   m_pSrcTexture = src;
   m_pConverter = converter;
-  InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
-                   static_cast<int>(height));
+  // Without its output passes an effect has nothing to draw into.
+  if (!InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
+                        static_cast<int>(height)))
+    return false;
   if (m_captureMode) {
     if (const FenceApi* f = Fences()) {
       f->gen(1, &m_uFence);
@@ -98,7 +100,7 @@ bool GEShader::Deinit() {
   return true;
 }
 
-void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x,
+bool GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x,
                           unsigned y, unsigned w, unsigned h, unsigned char captureMode,
                           IYUVConverter* converter, int dispW, int dispH) {
   static const char kDashes[] = "------------------------------------------------------";
@@ -118,7 +120,7 @@ void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, u
   m_uWidth = w;
   m_uHeight = h;
   m_captureMode = captureMode;
-  GEShader::Init(src, dst, x, y, w, h, captureMode, converter);
+  return GEShader::Init(src, dst, x, y, w, h, captureMode, converter);
 }
 
 bool GEShader::FinishInit() {

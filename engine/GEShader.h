@@ -127,7 +127,7 @@ class GEShader {
 
   // What every effect's Init does first: the banner, the arguments stored,
   // the display size the effect reports, the base Init.
-  void InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x, unsigned y,
+  bool InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x, unsigned y,
                   unsigned w, unsigned h, unsigned char captureMode, IYUVConverter* converter,
                   int dispW = 960, int dispH = 544);
   // Takes prog into owner and loads it; a failure logs failLine under the
