@@ -343,15 +343,17 @@ void GEShader::SetBlock(unsigned x, unsigned y, unsigned w, unsigned h) {
   m_uRgnH = m_uHeight = h;
 }
 
-void GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx,
+bool GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx,
                            unsigned sy, unsigned sw, unsigned sh) {
   if (sw && sh &&
       !m_pConverter->convertRect(GetDataBuf(m_pSrcTexture), m_pSrcTexture->GetAllocWidth(),
                                  m_pSrcTexture->GetHeight(), sx, sy, sw, sh))
     PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, sx, sy,
            sw, sh);
-  ProcBlock(0, 0, W, H);
-  BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
+  // A block that failed leaves the output unfinished: the walk stops, and the
+  // caller's still is not written.
+  return ProcBlock(0, 0, W, H) && BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H,
+                                               m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
 }
 
 bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
@@ -375,7 +377,7 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
     SetBlock(b.x, b.y, b.w, b.h);
     m_fBlockOrigin[0] = m_fBlockOrigin[1] = 0.f;
     OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
-    RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
+    if (!RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h)) return false;
     walk.Advance();
     ++m_uRun;
   }
@@ -398,7 +400,7 @@ bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H
     m_fBlockOrigin[0] = b.out.s0;
     m_fBlockOrigin[1] = b.out.t0;
     OnBlock(b.out.x, b.out.y, b.out.w, b.out.h, b.out.s1, b.out.t1);
-    RenderBlock(func, dst, W, H, b.sx, b.sy, b.sw, b.sh);
+    if (!RenderBlock(func, dst, W, H, b.sx, b.sy, b.sw, b.sh)) return false;
   }
   m_uWidth = procW;
   m_uHeight = procH;

@@ -214,7 +214,7 @@ class GEShader {
   // Fills the source texture from the still's rectangle (sx, sy, sw, sh)
   // (nothing when it is empty), draws the current block and writes it back
   // into the still's planes at dst.
-  void RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
+  bool RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
                    unsigned sw, unsigned sh);
 
  private:
