@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "BlockWalk.h"
+#include "BmpFile.h"
 #include "GECommon.h"
 #include "GLFbo.h"
 #include "GLProgRGBtoUV.h"
@@ -146,7 +147,10 @@ bool GEShader::LoadAsset(GEOwned<GLTexture>& owner, const char* file, unsigned f
   if (dirs == kOverrideFirst && !over.empty()) paths.push_back(over + file);
   paths.push_back(pe::platform::AssetDir() + file);
   for (const std::string& path : paths) {
-    if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0)) continue;
+    // A user's override must have the depth of the asset it replaces; the
+    // system copy is ours.
+    const int bits = path == paths.back() ? 0 : pe::bmp::BitsFor(format, GL_UNSIGNED_BYTE);
+    if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0, bits)) continue;
     owner->SetSampling(GL_CLAMP_TO_EDGE);
     return true;
   }
