@@ -5,6 +5,7 @@
 
 #include <pe/Log.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -78,22 +79,11 @@ class ErrorLog : public LogCapture {
     setenv("POSTEFFECT_LOG_MASK", "10", 1);
     ResetLogMasks();
   }
-  // Error lines holding any of the "a|b" alternatives.
-  int Naming(const std::string& alternatives) const {
-    std::vector<std::string> texts(1);
-    for (char c : alternatives) {
-      if (c == '|')
-        texts.emplace_back();
-      else
-        texts.back().push_back(c);
-    }
+  // Error lines that match the pattern ("a|b": either).
+  int Naming(const std::string& pattern) const {
+    const std::regex re(pattern);
     int n = 0;
-    for (const LogLine& l : Lines())
-      for (const std::string& t : texts)
-        if (l.priority >= 6 && l.text.find(t) != std::string::npos) {
-          ++n;
-          break;
-        }
+    for (const LogLine& l : Lines()) n += l.priority >= 6 && std::regex_search(l.text, re);
     return n;
   }
 };

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <set>
 
@@ -13,26 +14,7 @@ namespace {
 
 // One row per kind of fallible step: the call and the text of the error line
 // the library must write when it fails.
-enum Kind {
-  kEglInitialize,
-  kEglChooseConfig,
-  kEglCreateContext,
-  kEglCreatePbuffer,
-  kEglMakeCurrent,
-  kEglImage,
-  kGenTextures,
-  kTexImage,
-  kGenFbo,
-  kFboStatus,
-  kCreateShader,
-  kCompile,
-  kCreateProgram,
-  kLink,
-  kAlloc,
-  kOpen,
-  kRead,
-};
-const struct {
+const struct Kind {
   const char* call;
   const char* line;
 } kKinds[] = {
@@ -60,17 +42,19 @@ const struct {
 std::mutex g_mutex;
 bool g_armed = false;
 pthread_t g_tester;
-int g_count = 0, g_failAt = 0, g_failed = -1;
+int g_count = 0, g_failAt = 0;
+const Kind* g_failed = nullptr;
 // A compile or link chosen to fail reports so through its status query.
 GLuint g_badShader = 0, g_badProgram = 0;
 std::set<GLuint> g_textures, g_fbos, g_programs, g_shaders;
 std::set<int> g_buffers;
 
-bool Fails(Kind kind) {
+bool Fails(const char* call) {
   std::lock_guard<std::mutex> lock(g_mutex);
   if (!g_armed || pthread_equal(pthread_self(), g_tester)) return false;
   if (++g_count != g_failAt) return false;
-  g_failed = kind;
+  for (const Kind& k : kKinds)
+    if (std::strcmp(k.call, call) == 0) g_failed = &k;
   return true;
 }
 
@@ -95,7 +79,7 @@ void Arm(int failAt) {
   g_tester = pthread_self();
   g_count = 0;
   g_failAt = failAt;
-  g_failed = -1;
+  g_failed = nullptr;
 }
 
 int Disarm() {
@@ -104,8 +88,8 @@ int Disarm() {
   return g_count;
 }
 
-const char* FailedCall() { return g_failed < 0 ? nullptr : kKinds[g_failed].call; }
-const char* ExpectedLine() { return g_failed < 0 ? nullptr : kKinds[g_failed].line; }
+const char* FailedCall() { return g_failed ? g_failed->call : nullptr; }
+const char* ExpectedLine() { return g_failed ? g_failed->line : nullptr; }
 
 Live LiveObjects() {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -126,31 +110,32 @@ extern "C" {
   ret __wrap_##name(__VA_ARGS__)
 
 PE_WRAP(EGLBoolean, eglInitialize, EGLDisplay d, EGLint* major, EGLint* minor) {
-  return __real_eglInitialize(Fails(kEglInitialize) ? EGL_NO_DISPLAY : d, major, minor);
+  return __real_eglInitialize(Fails("eglInitialize") ? EGL_NO_DISPLAY : d, major, minor);
 }
 PE_WRAP(EGLBoolean, eglChooseConfig, EGLDisplay d, const EGLint* a, EGLConfig* c, EGLint n,
         EGLint* got) {
-  return __real_eglChooseConfig(Fails(kEglChooseConfig) ? EGL_NO_DISPLAY : d, a, c, n, got);
+  return __real_eglChooseConfig(Fails("eglChooseConfig") ? EGL_NO_DISPLAY : d, a, c, n, got);
 }
 PE_WRAP(EGLContext, eglCreateContext, EGLDisplay d, EGLConfig c, EGLContext s, const EGLint* a) {
-  return __real_eglCreateContext(Fails(kEglCreateContext) ? EGL_NO_DISPLAY : d, c, s, a);
+  return __real_eglCreateContext(Fails("eglCreateContext") ? EGL_NO_DISPLAY : d, c, s, a);
 }
 PE_WRAP(EGLSurface, eglCreatePbufferSurface, EGLDisplay d, EGLConfig c, const EGLint* a) {
-  return __real_eglCreatePbufferSurface(Fails(kEglCreatePbuffer) ? EGL_NO_DISPLAY : d, c, a);
+  return __real_eglCreatePbufferSurface(Fails("eglCreatePbufferSurface") ? EGL_NO_DISPLAY : d, c,
+                                        a);
 }
 PE_WRAP(EGLBoolean, eglMakeCurrent, EGLDisplay d, EGLSurface r, EGLSurface w, EGLContext c) {
   // Releasing the context is teardown, not a step that may fail.
-  const bool fail = c != EGL_NO_CONTEXT && Fails(kEglMakeCurrent);
+  const bool fail = c != EGL_NO_CONTEXT && Fails("eglMakeCurrent");
   return __real_eglMakeCurrent(fail ? EGL_NO_DISPLAY : d, r, w, c);
 }
 PE_WRAP(void*, _ZN2pe8platform23CreateNativeBufferImageEPvP19ANativeWindowBufferPKi, void* d,
         void* buffer, const EGLint* a) {
   return __real__ZN2pe8platform23CreateNativeBufferImageEPvP19ANativeWindowBufferPKi(
-      d, Fails(kEglImage) ? nullptr : buffer, a);
+      d, Fails("eglCreateImageKHR") ? nullptr : buffer, a);
 }
 
 PE_WRAP(void, glGenTextures, GLsizei n, GLuint* names) {
-  const bool fail = Fails(kGenTextures);
+  const bool fail = Fails("glGenTextures");
   __real_glGenTextures(fail ? -1 : n, names);
   if (!fail) Track(g_textures, n, names, true);
 }
@@ -160,10 +145,10 @@ PE_WRAP(void, glDeleteTextures, GLsizei n, const GLuint* names) {
 }
 PE_WRAP(void, glTexImage2D, GLenum t, GLint l, GLint i, GLsizei w, GLsizei h, GLint b, GLenum f,
         GLenum ty, const void* p) {
-  __real_glTexImage2D(t, l, i, Fails(kTexImage) ? -1 : w, h, b, f, ty, p);
+  __real_glTexImage2D(t, l, i, Fails("glTexImage2D") ? -1 : w, h, b, f, ty, p);
 }
 PE_WRAP(void, glGenFramebuffers, GLsizei n, GLuint* names) {
-  const bool fail = Fails(kGenFbo);
+  const bool fail = Fails("glGenFramebuffers");
   __real_glGenFramebuffers(fail ? -1 : n, names);
   if (!fail) Track(g_fbos, n, names, true);
 }
@@ -173,10 +158,11 @@ PE_WRAP(void, glDeleteFramebuffers, GLsizei n, const GLuint* names) {
 }
 PE_WRAP(GLenum, glCheckFramebufferStatus, GLenum target) {
   // What a driver answers for an attachment it cannot render to; no error.
-  return Fails(kFboStatus) ? GL_FRAMEBUFFER_UNSUPPORTED : __real_glCheckFramebufferStatus(target);
+  return Fails("glCheckFramebufferStatus") ? GL_FRAMEBUFFER_UNSUPPORTED
+                                           : __real_glCheckFramebufferStatus(target);
 }
 PE_WRAP(GLuint, glCreateShader, GLenum type) {
-  const GLuint s = __real_glCreateShader(Fails(kCreateShader) ? 0 : type);
+  const GLuint s = __real_glCreateShader(Fails("glCreateShader") ? 0 : type);
   Track(g_shaders, 1, &s, true);
   return s;
 }
@@ -186,14 +172,14 @@ PE_WRAP(void, glDeleteShader, GLuint s) {
 }
 PE_WRAP(void, glCompileShader, GLuint s) {
   __real_glCompileShader(s);
-  if (Fails(kCompile)) g_badShader = s;
+  if (Fails("glCompileShader")) g_badShader = s;
 }
 PE_WRAP(void, glGetShaderiv, GLuint s, GLenum pname, GLint* v) {
   __real_glGetShaderiv(s, pname, v);
   if (pname == GL_COMPILE_STATUS && s == g_badShader) *v = GL_FALSE, g_badShader = 0;
 }
 PE_WRAP(GLuint, glCreateProgram, void) {
-  if (Fails(kCreateProgram)) return 0;
+  if (Fails("glCreateProgram")) return 0;
   const GLuint p = __real_glCreateProgram();
   Track(g_programs, 1, &p, true);
   return p;
@@ -204,7 +190,7 @@ PE_WRAP(void, glDeleteProgram, GLuint p) {
 }
 PE_WRAP(void, glLinkProgram, GLuint p) {
   __real_glLinkProgram(p);
-  if (Fails(kLink)) g_badProgram = p;
+  if (Fails("glLinkProgram")) g_badProgram = p;
 }
 PE_WRAP(void, glGetProgramiv, GLuint p, GLenum pname, GLint* v) {
   __real_glGetProgramiv(p, pname, v);
@@ -212,7 +198,7 @@ PE_WRAP(void, glGetProgramiv, GLuint p, GLenum pname, GLint* v) {
 }
 
 PE_WRAP(int, memfd_create, const char* name, unsigned flags) {
-  if (Fails(kAlloc)) return errno = ENOMEM, -1;
+  if (Fails("memfd_create")) return errno = ENOMEM, -1;
   const int fd = __real_memfd_create(name, flags);
   std::lock_guard<std::mutex> lock(g_mutex);
   if (fd >= 0 && !pthread_equal(pthread_self(), g_tester)) g_buffers.insert(fd);
@@ -226,11 +212,11 @@ PE_WRAP(int, close, int fd) {
   return __real_close(fd);
 }
 PE_WRAP(FILE*, fopen, const char* path, const char* mode) {
-  if (Fails(kOpen)) return errno = EMFILE, nullptr;
+  if (Fails("fopen")) return errno = EMFILE, nullptr;
   return __real_fopen(path, mode);
 }
 PE_WRAP(size_t, fread, void* p, size_t size, size_t n, FILE* f) {
-  return Fails(kRead) ? 0 : __real_fread(p, size, n, f);
+  return Fails("fread") ? 0 : __real_fread(p, size, n, f);
 }
 
 }  // extern "C"

@@ -31,12 +31,13 @@ int Other(int effect) { return effect % 16 + 1; }
 // Counts one leak, and says what leaked, when live objects differ.
 int Leaked(const Live& want) {
   const Live l = pe::fault::LiveObjects();
-  if (l == want) return 0;
-  ADD_FAILURE() << "live textures, fbos, programs, shaders, buffers: " << l.textures << " "
-                << l.fbos << " " << l.programs << " " << l.shaders << " " << l.buffers
-                << ", expected " << want.textures << " " << want.fbos << " " << want.programs << " "
-                << want.shaders << " " << want.buffers;
-  return 1;
+  const auto str = [](const Live& v) {
+    return std::to_string(v.textures) + " textures " + std::to_string(v.fbos) + " fbos " +
+           std::to_string(v.programs) + " programs " + std::to_string(v.shaders) + " shaders " +
+           std::to_string(v.buffers) + " buffers";
+  };
+  EXPECT_TRUE(l == want) << str(l) << " live, expected " << str(want);
+  return l == want ? 0 : 1;
 }
 
 const Operation kOperations[] = {
