@@ -206,8 +206,10 @@ unsigned GLTexture::LoadBMP(const char* path, unsigned format, unsigned type,
          height, bits, static_cast<unsigned long long>(rowBytes));
     return 0;
   }
+  // The debug writers leave the template's size field, so only files held to
+  // a depth are held to it too.
   const uint32_t sizeField = Get32(header + kFieldFileSize);
-  if (sizeField != 0 && sizeField != static_cast<uint64_t>(fileSize)) {
+  if (requiredBits && sizeField != 0 && sizeField != static_cast<uint64_t>(fileSize)) {
     LOGE("[%s] ERROR, header says %u bytes, the file has %ld\n", "LoadBMP", sizeField, fileSize);
     return 0;
   }
