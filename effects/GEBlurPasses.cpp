@@ -251,7 +251,7 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
     // The vertical pass steps through the blurred rectangle, so its step is
     // rescaled to stay the same share of the picture in every block.
     SetupPixelStep(walk.StepX(), walk.StepY() * texH / b.fh);
-    RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh);
+    if (!RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh)) return false;
   }
   m_uWidth = texW;
   m_uHeight = texH;
@@ -290,7 +290,7 @@ bool GEBlurShader::RunOverlapCapture(const char* func, unsigned char* dst, int W
     std::memcpy(m_fBlurCoord, m_fTexCoord, sizeof(m_fBlurCoord));
     PE_LOG(Log(), pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d", func,
            m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
-    RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
+    if (!RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h)) return false;
     walk.Advance();
   }
   m_uMaxRun = 0;

@@ -22,7 +22,7 @@ GECurveLook::GECurveLook(pe::LogModule& log, const char* name, const char* progr
 bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                        unsigned char captureMode, IYUVConverter* converter) {
   pe::ScopedTrace trace(Log(), "Init");
-  InitCommon(m_szName, src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon(m_szName, src, dst, x, y, w, h, captureMode, converter)) return false;
   for (size_t i = 0; i < m_nCurves; ++i) {
     PE_LOG(Log(), pe::kLogInfo, m_pCurveFiles[i].creating, "Init");
     if (!LoadAsset(m_pCurves[i], m_pCurveFiles[i].file, GL_RGB, kOverrideFirst,

@@ -256,8 +256,9 @@ GERampLook::GERampLook(const RampLookDesc& desc) : GEShader(desc.log), m_desc(de
 bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w, unsigned h,
                       unsigned char captureMode, IYUVConverter* converter) {
   pe::ScopedTrace trace(Log(), "Init");
-  InitCommon(m_desc.className, src, dst, x, y, w, h, captureMode, converter, g_Disp_Width,
-             g_Disp_Height);
+  if (!InitCommon(m_desc.className, src, dst, x, y, w, h, captureMode, converter, g_Disp_Width,
+                  g_Disp_Height))
+    return false;
   m_fStrength = 0.f;
   for (float& t : m_fSplitTones) t = 0.5f;
   PE_LOG(Log(), pe::kLogInfo, captureMode ? m_desc.createLargeLine : m_desc.createLine, "Init");

@@ -51,7 +51,7 @@ bool GEShaderDoF::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   m_fDistSquare[0] = 0.36f;
   m_fDistSquare[1] = 0.49f;
   m_fCenter[0] = m_fCenter[1] = 0.5f;
-  InitCommon("GEShaderDoF", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderDoF", src, dst, x, y, w, h, captureMode, converter)) return false;
   // Unequal reductions across and down, as the look was tuned with.
   if (!InitPasses(w * 320 / 640, 192 * h / 360, new GLProgPassBlur(),
                   captureMode ? new GLProgPassSizeUpLarge() : new GLProgPassSizeUp(),

@@ -56,7 +56,7 @@ bool GEShaderDot::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   LOGI("[GEShaderDot::Init]");
   LOGI("%s", kBanner);
   TRACE("Init");
-  InitCommon("GEShaderDot", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderDot", src, dst, x, y, w, h, captureMode, converter)) return false;
   if (!captureMode) {
     LOGI("[%s] Creating tex for pass size down", "Init");
     if (!MakeSizeDown(w, h)) return false;
@@ -186,7 +186,7 @@ bool GEShaderDot::PrepareCapture(const pe::DotGridWalk& walk) {
   return LoadPasses(m_pPrivSrc.get(), true);
 }
 
-void GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& b,
+bool GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& b,
                                unsigned char* out, int W, int H) {
   const unsigned n = walk.BufferSize();
   GLTexture* priv = m_pPrivSrc.get();
@@ -214,9 +214,9 @@ void GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& 
   m_uWidth = b.w;
   m_uHeight = b.h;
   static const float kWhole[4] = {0.f, 0.f, 1.f, 1.f};
-  DrawDots(pass1, static_cast<int>(b.cellsW), static_cast<int>(b.cellsH), kWhole);
-  BlockCopyYUV(out, out + static_cast<size_t>(W) * H, W, H, static_cast<int>(b.x),
-               static_cast<int>(b.y), static_cast<int>(b.w), static_cast<int>(b.h));
+  return DrawDots(pass1, static_cast<int>(b.cellsW), static_cast<int>(b.cellsH), kWhole) &&
+         BlockCopyYUV(out, out + static_cast<size_t>(W) * H, W, H, static_cast<int>(b.x),
+                      static_cast<int>(b.y), static_cast<int>(b.w), static_cast<int>(b.h));
 }
 
 bool GEShaderDot::ProcFrame(unsigned char*, unsigned char*, unsigned char* out, int W, int H) {
@@ -232,9 +232,9 @@ bool GEShaderDot::ProcFrame(unsigned char*, unsigned char*, unsigned char* out, 
     // Blocks are converted at the private buffer's size.
     m_pSrcTexture = m_pPrivSrc.get();
     m_nOverlapX = m_nOverlapY = 0;
-    for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    for (unsigned run = 0; ok && run < walk.MaxRuns(); ++run) {
       const pe::DotBlock b = walk.Place(run);
-      if (!b.Empty()) CaptureBlock(walk, b, out, W, H);
+      if (!b.Empty()) ok = CaptureBlock(walk, b, out, W, H);
     }
   }
   m_pSrcTexture = frame;

@@ -52,7 +52,7 @@ class GEShaderDot : public GEShader {
   bool MakeSizeDown(unsigned w, unsigned h);
   bool LoadPasses(GLTexture* src, bool large);
   bool PrepareCapture(const pe::DotGridWalk& walk);
-  void CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& b, unsigned char* out, int W,
+  bool CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& b, unsigned char* out, int W,
                     int H);
   bool DrawDots(const float* pass1, int sizeDownW, int sizeDownH, const float* crop);
 

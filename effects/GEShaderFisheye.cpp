@@ -61,7 +61,7 @@ GEShaderFisheye::GEShaderFisheye() : GEShader(&s_peLogModule) {}
 bool GEShaderFisheye::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                            unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   TRACE("Init");
-  InitCommon("GEShaderFisheye", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderFisheye", src, dst, x, y, w, h, captureMode, converter)) return false;
   m_nLastX = 480;
   m_nLastY = 272;
   m_fCenter[0] = m_fCenter[1] = 0.5f;
@@ -107,8 +107,7 @@ bool GEShaderFisheye::ProcFrame(unsigned a, unsigned b, int w, int h) {
   m_pProgram->Set(GLProgFisheye::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
   m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, 0.f);
   m_pProgram->Set(GLProgFisheye::UNIFORM_SCALE, 1.f, 1.f);
-  ProcBlock(a, b, w, h);
-  return true;
+  return ProcBlock(a, b, w, h);
 }
 
 bool GEShaderFisheye::ProcBlock(unsigned, unsigned, int, int) {
@@ -206,8 +205,9 @@ bool GEShaderFisheye::Capture(const unsigned char* y, const unsigned char* uv, u
     for (int bx = 0; bx < W; bx += bw) {
       const int cw = std::min(bw, W - bx), ch = std::min(bh, H - by);
       LOGD("[Fisheye] Output: %d %d size=%d %d", bx, by, cw, ch);
-      ProcBlock(0, 0, bw, bh, m_fCenter[0] - bx / fw, m_fCenter[1] - by / fh);
-      BlockCopyYUV(out, out + static_cast<size_t>(W) * H, W, H, bx, by, cw, ch);
+      if (!ProcBlock(0, 0, bw, bh, m_fCenter[0] - bx / fw, m_fCenter[1] - by / fh) ||
+          !BlockCopyYUV(out, out + static_cast<size_t>(W) * H, W, H, bx, by, cw, ch))
+        return false;
     }
   }
   DeinitYUVConverter();

@@ -10,7 +10,7 @@ GEShaderSingleTexture::GEShaderSingleTexture(pe::LogModule* log, const Names& na
 bool GEShaderSingleTexture::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                                  unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   pe::ScopedTrace trace(Log(), "Init");
-  InitCommon(m_names.className, src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon(m_names.className, src, dst, x, y, w, h, captureMode, converter)) return false;
   if (const char* line = captureMode ? m_names.creatingLarge : m_names.creating)
     PE_LOG(Log(), pe::kLogInfo, line, "Init");
   if (!LoadProgram(m_pProgram, NewProgram(captureMode != 0), "[%s] can't load program"))

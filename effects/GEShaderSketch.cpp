@@ -34,8 +34,9 @@ GEShaderColorSketch::GEShaderColorSketch() : GEShaderSketch(&s_colorLog, true) {
 bool GEShaderSketch::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                           unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   pe::ScopedTrace trace(m_bColour ? s_colorLog : s_peLogModule, "Init");
-  InitCommon(m_bColour ? "GEShaderColorSketch" : "GEShaderSketch", src, dst, x, y, w, h,
-             captureMode, converter);
+  if (!InitCommon(m_bColour ? "GEShaderColorSketch" : "GEShaderSketch", src, dst, x, y, w, h,
+                  captureMode, converter))
+    return false;
   // A quarter across and 180/768 down: the two reductions differ on purpose.
   if (!InitPasses(w * 320 / 1280, h * 180 / 768,
                   m_bColour ? static_cast<GLProgBlurPass*>(new GLProgColorSketchBlur())

@@ -52,7 +52,7 @@ bool GEShaderTS::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   m_fFinger[0] = m_fFinger[1] = 0.5f;
   m_fDistSquare[0] = 0.36f;
   m_fDistSquare[1] = 0.49f;
-  InitCommon("GEShaderTS", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderTS", src, dst, x, y, w, h, captureMode, converter)) return false;
   if (!InitPasses(w * 320 / 800, 192 * h / 480, new GLProgTSPassBlur(),
                   captureMode ? new GLProgTSPassSizeUpLarge() : new GLProgTSPassSizeUp(),
                   captureMode ? "[%s] Creating prog pass size-up large"

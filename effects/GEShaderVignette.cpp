@@ -46,8 +46,9 @@ GEShaderVignette::GEShaderVignette() : GEShader(&s_peLogModule) {}
 bool GEShaderVignette::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                             unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   TRACE("Init");
-  InitCommon("GEShaderVignette", src, dst, x, y, w, h, captureMode, converter, g_Disp_Width,
-             g_Disp_Height);
+  if (!InitCommon("GEShaderVignette", src, dst, x, y, w, h, captureMode, converter, g_Disp_Width,
+                  g_Disp_Height))
+    return false;
   LOGI(captureMode ? "[%s] Creating vignette large shader" : "[%s] Creating vignette shader",
        "Init");
   if (!LoadProgram(m_pProgram, captureMode ? new GLProgVignetteLarge() : new GLProgVignette(),

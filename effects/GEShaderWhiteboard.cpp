@@ -33,7 +33,7 @@ GEShaderWhiteboard::GEShaderWhiteboard() : GEShader(&s_peLogModule) {}
 bool GEShaderWhiteboard::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsigned w,
                               unsigned h, unsigned char captureMode, IYUVConverter* converter) {
   TRACE("Init");
-  InitCommon("GEShaderWhiteboard", src, dst, x, y, w, h, captureMode, converter);
+  if (!InitCommon("GEShaderWhiteboard", src, dst, x, y, w, h, captureMode, converter)) return false;
   LOGI("[%s] Creating cross curve texture", "Init");
   if (!LoadAsset(m_pCurve, "ContrastCurveSet.bmp", GL_RGB, kOverrideFirst,
                  "[%s] can't load contrast curve tex"))

@@ -38,11 +38,18 @@ const GEEffectEntry* GEEffectTable::Find(unsigned number) const {
 GEManager::GEManager(GEEffectTable table) : m_table(table) {
   // The sketches stay behind the bound unless the host raises it.
   m_uEffectCount = pe::platform::EffectCount(17);
+  SetUpEGL();
+}
+
+// A failed step leaves what it made for TearDownEGL, which Init runs before
+// trying again: a driver that failed once may well succeed on the next frame.
+bool GEManager::SetUpEGL() {
+  TearDownEGL("SetUpEGL");
   EGLint major = 0, minor = 0;
   m_eglDisplay = pe::platform::OpenDisplay(&major, &minor);
   if (m_eglDisplay == EGL_NO_DISPLAY) {
     LOGE("[%s] m_eglDisplay failed - EGL_NO_DISPLAY", "GEManager");
-    return;
+    return false;
   }
   LOGD("[%s] m_eglDisplay successfully", "GEManager");
   LOGD("[%s] eglInitialize successfully", "GEManager");
@@ -70,7 +77,7 @@ GEManager::GEManager(GEEffectTable table) : m_table(table) {
       numConfigs < 1) {
     LOGE("[%s] eglChooseConfig failed: %d - eglGetError Returned: %d", "GEManager", 0,
          eglGetError());
-    return;
+    return false;
   }
   m_eglConfig = configs[0];
   LOGD("[%s] eglChooseConfig successfully", "GEManager");
@@ -79,7 +86,7 @@ GEManager::GEManager(GEEffectTable table) : m_table(table) {
   m_eglContext = eglCreateContext(m_eglDisplay, m_eglConfig, EGL_NO_CONTEXT, ctxAttribs);
   if (m_eglContext == EGL_NO_CONTEXT) {
     LOGE("[%s] eglCreateContext failed - eglGetError Returned: %d", "GEManager", eglGetError());
-    return;
+    return false;
   }
   LOGD("[%s] eglCreateContext successfully", "GEManager");
 
@@ -88,46 +95,52 @@ GEManager::GEManager(GEEffectTable table) : m_table(table) {
   if (m_eglSurface == EGL_NO_SURFACE) {
     LOGE("[%s] eglCreatePbufferSurface failed - eglGetError Returned: %d", "GEManager",
          eglGetError());
-    return;
+    return false;
   }
   LOGD("[%s] eglCreatePbufferSurface successfully", "GEManager");
 
   if (!eglMakeCurrent(m_eglDisplay, m_eglSurface, m_eglSurface, m_eglContext)) {
     LOGE("[%s] eglMakeCurrent failed: %d - eglGetError Returned: %d", "GEManager", 0,
          eglGetError());
-    return;
+    return false;
   }
   LOGD("[%s] eglMakeCurrent successfully", "GEManager");
   g_eglDisplay = m_eglDisplay;
   g_eglContext = m_eglContext;
   m_bEGLReady = true;
+  return true;
 }
 
 GEManager::~GEManager() {
   Deinit();
-  if (m_eglDisplay != EGL_NO_DISPLAY) {
-    m_bEGLReady = false;
-    LOGI("[%s] eglMakeCurrent", "~GEManager");
-    eglMakeCurrent(m_eglDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    if (m_eglSurface != EGL_NO_SURFACE) {
-      LOGI("[%s] eglDestroySurface", "~GEManager");
-      eglDestroySurface(m_eglDisplay, m_eglSurface);
-    }
-    if (m_eglContext != EGL_NO_CONTEXT) {
-      LOGI("[%s] eglDestroyContext", "~GEManager");
-      eglDestroyContext(m_eglDisplay, m_eglContext);
-    }
-    LOGI("[%s] eglTerminate", "~GEManager");
-    eglTerminate(m_eglDisplay);
-    m_eglDisplay = EGL_NO_DISPLAY;
-  }
+  TearDownEGL("~GEManager");
   g_eglContext = nullptr;
   g_eglDisplay = nullptr;
 }
 
+void GEManager::TearDownEGL(const char* func) {
+  m_bEGLReady = false;
+  if (m_eglDisplay == EGL_NO_DISPLAY) return;
+  LOGI("[%s] eglMakeCurrent", func);
+  eglMakeCurrent(m_eglDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+  if (m_eglSurface != EGL_NO_SURFACE) {
+    LOGI("[%s] eglDestroySurface", func);
+    eglDestroySurface(m_eglDisplay, m_eglSurface);
+    m_eglSurface = EGL_NO_SURFACE;
+  }
+  if (m_eglContext != EGL_NO_CONTEXT) {
+    LOGI("[%s] eglDestroyContext", func);
+    eglDestroyContext(m_eglDisplay, m_eglContext);
+    m_eglContext = EGL_NO_CONTEXT;
+  }
+  LOGI("[%s] eglTerminate", func);
+  eglTerminate(m_eglDisplay);
+  m_eglDisplay = EGL_NO_DISPLAY;
+}
+
 bool GEManager::Init(ANativeWindowBuffer* buffer, unsigned, unsigned, unsigned, unsigned x,
                      unsigned y, unsigned w, unsigned h, IYUVConverter* converter) {
-  if (!m_bEGLReady) {
+  if (!m_bEGLReady && !SetUpEGL()) {
     LOGE("[%s] EGL not inited", "Init");
     return false;
   }
@@ -288,8 +301,7 @@ bool GEManager::ProcFrame(unsigned char* y, unsigned char* uv, unsigned char* ds
 
 bool GEManager::MemcpyYUV(void* y, void* uv) {
   if (!m_pCurrShader) return false;
-  m_pCurrShader->MemcpyYUV(y, uv);
-  return true;
+  return m_pCurrShader->MemcpyYUV(y, uv);
 }
 
 void GEManager::FPS() {

@@ -56,6 +56,9 @@ class GEManager {
   bool m_bLandscaped = false;
 
  private:
+  bool SetUpEGL();
+  void TearDownEGL(const char* func);
+
   EGLDisplay m_eglDisplay = EGL_NO_DISPLAY;
   EGLConfig m_eglConfig = nullptr;
   EGLSurface m_eglSurface = EGL_NO_SURFACE;

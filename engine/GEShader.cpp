@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "BlockWalk.h"
+#include "BmpFile.h"
 #include "GECommon.h"
 #include "GLFbo.h"
 #include "GLProgRGBtoUV.h"
@@ -69,8 +70,10 @@ bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width
   TRACE("Init");
   m_pSrcTexture = src;
   m_pConverter = converter;
-  InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
-                   static_cast<int>(height));
+  // Without its output passes an effect has nothing to draw into.
+  if (!InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
+                        static_cast<int>(height)))
+    return false;
   if (m_captureMode) {
     if (const FenceApi* f = Fences()) {
       f->gen(1, &m_uFence);
@@ -98,7 +101,7 @@ bool GEShader::Deinit() {
   return true;
 }
 
-void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x,
+bool GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x,
                           unsigned y, unsigned w, unsigned h, unsigned char captureMode,
                           IYUVConverter* converter, int dispW, int dispH) {
   static const char kDashes[] = "------------------------------------------------------";
@@ -118,7 +121,7 @@ void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, u
   m_uWidth = w;
   m_uHeight = h;
   m_captureMode = captureMode;
-  GEShader::Init(src, dst, x, y, w, h, captureMode, converter);
+  return GEShader::Init(src, dst, x, y, w, h, captureMode, converter);
 }
 
 bool GEShader::FinishInit() {
@@ -144,7 +147,10 @@ bool GEShader::LoadAsset(GEOwned<GLTexture>& owner, const char* file, unsigned f
   if (dirs == kOverrideFirst && !over.empty()) paths.push_back(over + file);
   paths.push_back(pe::platform::AssetDir() + file);
   for (const std::string& path : paths) {
-    if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0)) continue;
+    // A user's override must have the depth of the asset it replaces; the
+    // system copy is ours.
+    const int bits = path == paths.back() ? 0 : pe::bmp::BitsFor(format, GL_UNSIGNED_BYTE);
+    if (!owner->LoadBMP(path.c_str(), format, GL_UNSIGNED_BYTE, 0, bits)) continue;
     owner->SetSampling(GL_CLAMP_TO_EDGE);
     return true;
   }
@@ -341,15 +347,17 @@ void GEShader::SetBlock(unsigned x, unsigned y, unsigned w, unsigned h) {
   m_uRgnH = m_uHeight = h;
 }
 
-void GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx,
+bool GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx,
                            unsigned sy, unsigned sw, unsigned sh) {
   if (sw && sh &&
       !m_pConverter->convertRect(GetDataBuf(m_pSrcTexture), m_pSrcTexture->GetAllocWidth(),
                                  m_pSrcTexture->GetHeight(), sx, sy, sw, sh))
     PE_LOG(*m_pLog, pe::kLogError, "[%s] convertRect failed for block %u,%u %ux%u", func, sx, sy,
            sw, sh);
-  ProcBlock(0, 0, W, H);
-  BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H, m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
+  // A block that failed leaves the output unfinished: the walk stops, and the
+  // caller's still is not written.
+  return ProcBlock(0, 0, W, H) && BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H,
+                                               m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
 }
 
 bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
@@ -373,7 +381,7 @@ bool GEShader::RunCapture(const char* func, unsigned char* dst, int W, int H) {
     SetBlock(b.x, b.y, b.w, b.h);
     m_fBlockOrigin[0] = m_fBlockOrigin[1] = 0.f;
     OnBlock(b.x, b.y, b.w, b.h, b.s1, b.t1);
-    RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h);
+    if (!RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h)) return false;
     walk.Advance();
     ++m_uRun;
   }
@@ -396,7 +404,7 @@ bool GEShader::RunCropCapture(const char* func, unsigned char* dst, int W, int H
     m_fBlockOrigin[0] = b.out.s0;
     m_fBlockOrigin[1] = b.out.t0;
     OnBlock(b.out.x, b.out.y, b.out.w, b.out.h, b.out.s1, b.out.t1);
-    RenderBlock(func, dst, W, H, b.sx, b.sy, b.sw, b.sh);
+    if (!RenderBlock(func, dst, W, H, b.sx, b.sy, b.sw, b.sh)) return false;
   }
   m_uWidth = procW;
   m_uHeight = procH;

@@ -127,7 +127,7 @@ class GEShader {
 
   // What every effect's Init does first: the banner, the arguments stored,
   // the display size the effect reports, the base Init.
-  void InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x, unsigned y,
+  bool InitCommon(const char* className, GLTexture* src, unsigned dst, unsigned x, unsigned y,
                   unsigned w, unsigned h, unsigned char captureMode, IYUVConverter* converter,
                   int dispW = 960, int dispH = 544);
   // Takes prog into owner and loads it; a failure logs failLine under the
@@ -214,7 +214,7 @@ class GEShader {
   // Fills the source texture from the still's rectangle (sx, sy, sw, sh)
   // (nothing when it is empty), draws the current block and writes it back
   // into the still's planes at dst.
-  void RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
+  bool RenderBlock(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
                    unsigned sw, unsigned sh);
 
  private:

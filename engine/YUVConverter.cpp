@@ -130,9 +130,10 @@ bool GEShader::ConvertYUV(int x, int y) {
 
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight,
                             int x, int y, int w, int h) {
-  if (!m_pYTexture || !m_pUVTexture) return false;
-  m_pYTexture->clean_buffer();
-  m_pUVTexture->clean_buffer();
+  // Planes that did not come back from the GPU hold an older frame.
+  if (!m_pYTexture || !m_pUVTexture || !m_pYTexture->clean_buffer() ||
+      !m_pUVTexture->clean_buffer())
+    return false;
   if (!dstY || !dstUV) {
     LOGE("[%s] pDstYStart (%p) or pDstUVStart (%p) is NULL\n", "BlockCopyYUV",
          static_cast<void*>(dstY), static_cast<void*>(dstUV));
@@ -169,9 +170,8 @@ bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstSt
 }
 
 bool GEShader::MemcpyYUV(void* dstY, void* dstUV) {
-  BlockCopyYUV(static_cast<unsigned char*>(dstY), static_cast<unsigned char*>(dstUV), m_nYWidth,
-               m_nYHeight, 0, 0, m_nYWidth, m_nYHeight);
-  return true;
+  return BlockCopyYUV(static_cast<unsigned char*>(dstY), static_cast<unsigned char*>(dstUV),
+                      m_nYWidth, m_nYHeight, 0, 0, m_nYWidth, m_nYHeight);
 }
 
 bool GEShader::DeinitYUVConverter() {

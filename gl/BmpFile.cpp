@@ -147,7 +147,7 @@ bool IsLoadableDepth(int bits) { return bits == 8 || bits == 16 || bits == 24 ||
 }  // namespace
 
 unsigned GLTexture::LoadBMP(const char* path, unsigned format, unsigned type,
-                            unsigned char streaming) {
+                            unsigned char streaming, int requiredBits) {
   TRACE("LoadBMP");
   File file(path ? std::fopen(path, "rb") : nullptr);
   LOGI("[%s] BMP file %s\n", "LoadBMP", path ? path : "");
@@ -196,6 +196,25 @@ unsigned GLTexture::LoadBMP(const char* path, unsigned format, unsigned type,
       pixels * bits / 8 > static_cast<uint64_t>(fileSize) - dataOffset) {
     LOGE("[%s] ERROR, %dx%d %d bpp data at offset %u exceeds the file's %ld bytes\n", "LoadBMP",
          width, height, bits, dataOffset, fileSize);
+    return 0;
+  }
+  // Rows are read as they lie, without the padding a BMP row takes up to a
+  // multiple of 4 bytes: any other row length would skew the picture.
+  const uint64_t rowBytes = static_cast<uint64_t>(width) * bits / 8;
+  if (IsLoadableDepth(bits) && rowBytes % 4 != 0) {
+    LOGE("[%s] ERROR, %dx%d %d bpp rows of %llu bytes are padded in the file\n", "LoadBMP", width,
+         height, bits, static_cast<unsigned long long>(rowBytes));
+    return 0;
+  }
+  // The debug writers leave the template's size field, so only files held to
+  // a depth are held to it too.
+  const uint32_t sizeField = Get32(header + kFieldFileSize);
+  if (requiredBits && sizeField != 0 && sizeField != static_cast<uint64_t>(fileSize)) {
+    LOGE("[%s] ERROR, header says %u bytes, the file has %ld\n", "LoadBMP", sizeField, fileSize);
+    return 0;
+  }
+  if (requiredBits && bits != requiredBits) {
+    LOGE("[%s] ERROR, %d bpp file where %d bpp are expected\n", "LoadBMP", bits, requiredBits);
     return 0;
   }
   const uint64_t bytes = pixels * bits / 8;

@@ -23,6 +23,7 @@ using io::Put16;
 using io::Put32;
 
 enum : size_t {
+  kFieldFileSize = 2,
   kFieldDataOffset = 10,
   kFieldWidth = 18,
   kFieldHeight = 22,

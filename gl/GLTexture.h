@@ -46,8 +46,11 @@ class GLTexture {
   // Hands the buffer back to the CPU after the GPU or CPU wrote it.
   unsigned clean_buffer();
 
-  // Assets and debug dumps (BMP files).
-  unsigned LoadBMP(const char* path, unsigned format, unsigned type, unsigned char streaming);
+  // Assets and debug dumps (BMP files). requiredBits, when not 0, refuses a
+  // file of any other depth (one the texture's kind would otherwise accept)
+  // or whose header's file size is not its length.
+  unsigned LoadBMP(const char* path, unsigned format, unsigned type, unsigned char streaming,
+                   int requiredBits = 0);
   unsigned SaveBMP(const char* templatePath, const char* outName);
   unsigned SaveBMP_yuvx(const char* templatePath, const char* outName);
 

@@ -542,8 +542,11 @@ int GPUPostEffect::doHandlePreview(GPUTask* task) {
   if (mCropChanged && mpGEMan->CurrentShader() != nullptr)
     mpGEMan->SetCrop(static_cast<float>(mCropX) / w, static_cast<float>(mCropY) / h,
                      static_cast<float>(mCropW) / w, static_cast<float>(mCropH) / h);
-  mpGEMan->ProcFrame(0u, 0u, 0, 0);
-  mpGEMan->MemcpyYUV(frame, chroma);
+  // A frame that failed on the way is not copied back: the caller keeps its
+  // own, and the changes wait for the next frame's effect. The result stays
+  // 0, as for a frame left alone: the preview itself runs on.
+  if (!mpGEMan->ProcFrame(0u, 0u, 0, 0) || !mpGEMan->MemcpyYUV(frame, chroma))
+    return PE_RESULT_DONE;
   clean_buffer(task->base, mPreviewBuffer->handle()->flags, static_cast<int>(task->offset),
                task->fd, static_cast<int>(w * h * 1.5));
   mSettings.params0Changed = 0;

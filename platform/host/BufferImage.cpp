@@ -5,6 +5,7 @@
 // buffer is rendered into; the GPU then owns it until the CPU asks for it
 // through a clean, when the texture is read back.
 
+#include <pe/Log.h>
 #include <pe/Platform.h>
 #include <ui/GraphicBuffer.h>
 
@@ -12,6 +13,8 @@
 #include <cstring>
 #include <mutex>
 #include <vector>
+
+PE_LOG_MODULE("BufferImage");
 
 namespace pe {
 namespace platform {
@@ -96,12 +99,21 @@ bool ReadBack(HostImage& img) {
   glGetIntegerv(GL_FRAMEBUFFER_BINDING, &previous);
   if (img.readFbo == 0) {
     glGenFramebuffers(1, &img.readFbo);
+    if (img.readFbo == 0) {
+      // Framebuffer 0 would read the pbuffer; the error is this line's.
+      LOGE("[ReadBack] ERROR, glGenFramebuffers failed with error: 0x%X", glGetError());
+      return false;
+    }
     glBindFramebuffer(GL_FRAMEBUFFER, img.readFbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, img.target, img.texture, 0);
   } else {
     glBindFramebuffer(GL_FRAMEBUFFER, img.readFbo);
   }
-  bool ok = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+  const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
+  const bool ok = status == GL_FRAMEBUFFER_COMPLETE;
+  if (!ok)
+    LOGE("[ReadBack] ERROR, read framebuffer of %dx%d format 0x%X type 0x%X not complete, status %u",
+         img.width, img.height, img.format, img.type, status);
   if (ok) {
     GLint align = 4;
     glGetIntegerv(GL_PACK_ALIGNMENT, &align);
