@@ -114,7 +114,7 @@ bool Service::Capture(int width, int height, const SharedHeap& heap, int slot, s
 
 bool ProcessInService(Service& service, const SharedHeap& heap, int slot, int width, int height,
                       const EffectRequest& request, const Crop& crop, Mode mode, Size previewSize,
-                      std::string* error) {
+                      std::string* error, bool keepPreview) {
   if (!service.Select(request, crop, error)) return false;
   bool ok;
   if (mode == Mode::kPreview) {
@@ -129,7 +129,7 @@ bool ProcessInService(Service& service, const SharedHeap& heap, int slot, int wi
     service.StopPreview(&ignored);
     return false;
   }
-  return service.StopPreview(error);
+  return (keepPreview && mode == Mode::kPreview) || service.StopPreview(error);
 }
 
 bool ProcessFrame(const Backend& backend, const EffectRequest& request, const Crop& crop, Mode mode,

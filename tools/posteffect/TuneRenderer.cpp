@@ -4,6 +4,10 @@
 
 namespace pe::cli {
 
+namespace {
+constexpr int kMirrorEffect = 8;
+}  // namespace
+
 TuneRenderer::TuneRenderer(const Backend& backend) : backend_(backend) {}
 
 TuneRenderer::~TuneRenderer() {
@@ -81,9 +85,29 @@ RenderResult TuneRenderer::RunJob(const RenderJob& job) {
     heapBytes_ = in.data.size();
   }
   std::memcpy(heap_.Slot(0), in.data.data(), in.data.size());
-  if (!ProcessInService(*service_, heap_, 0, in.width, in.height, job.request, job.crop, job.mode,
-                        job.previewSize, &result.error))
+  // A preview of the same effect, crop and size takes new values on its
+  // next frame, as a camera's running preview does; anything else starts
+  // afresh, as 'apply' does. Mirror reads its orientation from param0 only
+  // when it starts.
+  const RenderJob& last = running_;
+  const bool warm =
+      previewing_ && job.mode == Mode::kPreview && job.request.effect == last.request.effect &&
+      in.width == last.frame->width && in.height == last.frame->height &&
+      job.crop.x == last.crop.x && job.crop.y == last.crop.y && job.crop.w == last.crop.w &&
+      job.crop.h == last.crop.h &&
+      (job.request.effect->number != kMirrorEffect || job.request.param0 == last.request.param0);
+  std::string ignored;
+  if (previewing_ && !warm) service_->StopPreview(&ignored);
+  const bool ok = warm ? service_->Select(job.request, job.crop, &result.error) &&
+                             service_->Preview(heap_, 0, &result.error)
+                       : ProcessInService(*service_, heap_, 0, in.width, in.height, job.request,
+                                          job.crop, job.mode, job.previewSize, &result.error, true);
+  previewing_ = ok && job.mode == Mode::kPreview;
+  running_ = job;
+  if (!ok) {
+    if (warm) service_->StopPreview(&ignored);
     return result;
+  }
   result.frame = Nv21Frame(in.width, in.height);
   std::memcpy(result.frame.data.data(), heap_.Slot(0), in.data.size());
   result.status = RenderResult::Status::kDone;

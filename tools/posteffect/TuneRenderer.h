@@ -62,6 +62,9 @@ class TuneRenderer {
   std::unique_ptr<Service> service_;
   SharedHeap heap_;
   size_t heapBytes_ = 0;
+  // The preview left running by the last job, if any: its effect, crop and size.
+  bool previewing_ = false;
+  RenderJob running_;
 };
 
 }  // namespace pe::cli

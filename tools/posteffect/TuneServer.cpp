@@ -3,6 +3,8 @@
 #include <httplib.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
@@ -351,7 +353,9 @@ void TuneServer::Routes() {
     job.previewSize = previewSize_.width <= frame.width && previewSize_.height <= frame.height
                           ? previewSize_
                           : LargestPreviewWithin(frame.width, frame.height);
+    const auto t0 = std::chrono::steady_clock::now();
     RenderResult result = renderer_.Render(job);
+    const auto t1 = std::chrono::steady_clock::now();
     if (result.status == RenderResult::Status::kSuperseded) {
       res.status = 409;
       res.set_content("replaced by a newer request", "text/plain");
@@ -369,6 +373,13 @@ void TuneServer::Routes() {
                                                 std::to_string(s.request.effect->number) +
                                                 ".png\"");
     SendPng(Nv21ToRgb(result.frame), !s.full, res);
+    // Where the time went (waiting and rendering, then converting and
+    // encoding), for the browser's network panel and the round-trip script.
+    const auto ms = [](auto d) { return std::chrono::duration<double, std::milli>(d).count(); };
+    char timing[96];
+    std::snprintf(timing, sizeof timing, "render;dur=%.1f, encode;dur=%.1f", ms(t1 - t0),
+                  ms(std::chrono::steady_clock::now() - t1));
+    res.set_header("Server-Timing", timing);
   });
 
   http.Get("/api/parse", [refuse](const httplib::Request& req, httplib::Response& res) {
