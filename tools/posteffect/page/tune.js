@@ -57,7 +57,6 @@ function renderQuery() {
 async function render() {
   const seq = ++requested;
   setStatus('rendering…', 'busy');
-  const started = performance.now();
   let response;
   try {
     response = await fetch('/api/render?' + renderQuery());
@@ -83,8 +82,9 @@ async function render() {
     $('paramError').textContent = '';
   }
   if (seq === requested) {
-    const ms = Math.round(performance.now() - started);
-    setStatus(`${state.info.picture.workWidth}x${state.info.picture.workHeight}, ${ms} ms`, 'idle');
+    // The server's own split: rendering (with any wait), then encoding.
+    const timing = (response.headers.get('Server-Timing') || '').replace(/;dur=/g, ' ') + ' ms';
+    setStatus(`${state.info.picture.workWidth}x${state.info.picture.workHeight}: ${timing}`, 'idle');
   }
 }
 
@@ -218,6 +218,22 @@ function setupPointer() {
   svg.addEventListener('pointercancel', end);
 }
 
+// Settings from a camera parameter string, checked by the server.
+async function loadString(text) {
+  const response = await fetch('/api/parse?' + new URLSearchParams({ string: text }));
+  if (!response.ok) {
+    $('paramError').textContent = await errorText(response);
+    return false;
+  }
+  const parsed = await response.json();
+  state.effect = parsed.effect;
+  state.param0 = parsed.param0;
+  state.param1 = parsed.param1;
+  $('paramString').blur();
+  changed();
+  return true;
+}
+
 function setupControls() {
   for (const e of state.info.effects) {
     const option = document.createElement('option');
@@ -255,19 +271,7 @@ function setupControls() {
     }
     setStatus('copied: ' + text, 'idle');
   });
-  $('load').addEventListener('click', async () => {
-    const response = await fetch('/api/parse?' + new URLSearchParams({ string: $('paramString').value }));
-    if (!response.ok) {
-      $('paramError').textContent = await errorText(response);
-      return;
-    }
-    const parsed = await response.json();
-    state.effect = parsed.effect;
-    state.param0 = parsed.param0;
-    state.param1 = parsed.param1;
-    $('paramString').blur();
-    changed();
-  });
+  $('load').addEventListener('click', () => loadString($('paramString').value));
   $('save').addEventListener('click', async () => {
     setStatus('rendering the full-size picture…', 'busy');
     const q = renderQuery();
@@ -300,5 +304,7 @@ function setupControls() {
   if (!state.info) return;
   setupControls();
   setupPointer();
-  selectEffect(state.effect);
+  // A page opened as .../#GPU-effect=2;GE-param0=... starts from those settings.
+  const hash = decodeURIComponent(location.hash.slice(1));
+  if (!hash || !(await loadString(hash))) selectEffect(state.effect);
 })();
