@@ -63,7 +63,7 @@ std::string Base64Decode(const std::string& in) {
   std::string out;
   int bits = 0, value = 0;
   for (size_t i = 0; i < in.size() && in[i] != '='; ++i) {
-    value = value << 6 | static_cast<int>(kDigits.find(in[i]));
+    value = (value << 6 | static_cast<int>(kDigits.find(in[i]))) & 0xFFF;
     if ((bits += 6) >= 8) out += static_cast<char>(value >> (bits -= 8) & 0xFF);
   }
   return out;
