@@ -2,13 +2,19 @@
 # generated header of string constants named after the files
 # (vignette.frag -> kShader_vignette_frag), so sources ship inside the library.
 function(pe_embed_shaders target header)
+  pe_embed_files(${target} ${header} kShader_ ${ARGN})
+endfunction()
+
+# pe_embed_files(<target> <header> <prefix> <files...>): the same for any text
+# files, with constants named <prefix><file name>.
+function(pe_embed_files target header prefix)
   set(out "${CMAKE_CURRENT_BINARY_DIR}/generated/${header}")
   string(REPLACE ";" "," files "${ARGN}")
   add_custom_command(OUTPUT "${out}"
-    COMMAND ${CMAKE_COMMAND} -DOUT=${out} "-DFILES=${files}"
+    COMMAND ${CMAKE_COMMAND} -DOUT=${out} "-DFILES=${files}" -DPREFIX=${prefix}
             -P ${PROJECT_SOURCE_DIR}/cmake/EmbedShadersScript.cmake
     DEPENDS ${ARGN} ${PROJECT_SOURCE_DIR}/cmake/EmbedShadersScript.cmake
-    COMMENT "Embedding shaders into ${header}" VERBATIM)
+    COMMENT "Embedding ${header}" VERBATIM)
   target_sources(${target} PRIVATE "${out}")
   target_include_directories(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/generated")
 endfunction()

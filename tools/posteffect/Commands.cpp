@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "ColorConvert.h"
+#include "CommandSupport.h"
 #include "Drawing.h"
 #include "ImageIO.h"
 
@@ -14,10 +15,7 @@ namespace pe::cli {
 
 namespace {
 
-constexpr int kFrameWidthStep = 16;
-
 constexpr int kMaxPreviewSide = 4096;  // a preview is one texture
-constexpr Size kDefaultChart{1280, 720};
 constexpr Size kDefaultCapturePreview{1280, 720};
 constexpr int kStreamSlots = 3;  // a small ring, as a camera's buffer queue
 constexpr Size kGalleryTileMax{640, 360};
@@ -33,6 +31,7 @@ constexpr const char kUsage[] =
     "  apply     one picture (JPEG, PNG or raw NV21) through one effect\n"
     "  stream    raw NV21 frames from stdin to stdout, for video pipelines\n"
     "  gallery   every effect on one picture, as a labelled grid\n"
+    "  tune      a page in the browser to tune an effect and copy its parameters\n"
     "\n"
     "'posteffect <command> --help' tells more. Without an input picture the\n"
     "built-in test chart is used. The library's own log lines are off unless\n"
@@ -95,13 +94,7 @@ constexpr const char kGalleryUsage[] =
 const std::vector<OptionDef> kEffectOptionDefs = {
     {"--effect", true}, {"--param0", true}, {"--param1", true}, {"--crop", true}};
 
-void Line(std::FILE* f, const std::string& text) {
-  std::fprintf(f, "posteffect: %s\n", text.c_str());
-}
-
 bool IsEven(Size s) { return s.width % 2 == 0 && s.height % 2 == 0; }
-
-std::string SizeText(int w, int h) { return std::to_string(w) + "x" + std::to_string(h); }
 
 bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string* error) {
   if (!parsed.Has("--effect")) {
@@ -178,74 +171,6 @@ bool CheckInputOutput(const std::string& input, const std::string& output, bool 
              (rawOutputAllowed ? ".jpg, .jpeg, .png, .nv21 or .yuv)" : ".jpg, .jpeg or .png)");
     return false;
   }
-  return true;
-}
-
-// The picture to work on, as an NV21 frame.
-bool LoadInput(const std::string& path, bool hasSize, Size size, const Context& ctx,
-               Nv21Frame* frame, std::string* error) {
-  if (path.empty()) {
-    *frame = RgbToNv21(TestChart(hasSize ? size.width : kDefaultChart.width,
-                                 hasSize ? size.height : kDefaultChart.height));
-    return true;
-  }
-  RgbImage image;
-  switch (KindOfPath(path)) {
-    case FileKind::kRawNv21:
-      return ReadRawNv21(path, size.width, size.height, frame, error);
-    case FileKind::kJpeg:
-      if (!ReadJpeg(path, &image, error)) return false;
-      break;
-    case FileKind::kPng:
-      if (!ReadPng(path, &image, error)) return false;
-      break;
-    case FileKind::kUnknown:
-      *error = "unsupported input type '" + path + "'";
-      return false;
-  }
-  if (image.width < 2 || image.height < 2) {
-    *error = "'" + path + "' is " + SizeText(image.width, image.height) + ", too small for a frame";
-    return false;
-  }
-  // The library expands a frame's rows in groups of 16 pixels and writes its
-  // output planes in groups of four, so a picture is cut to whole groups,
-  // and to even rows for NV21.
-  if (image.width % kFrameWidthStep || image.height % 2) {
-    Line(ctx.err, "note: cropping '" + path + "' from " + SizeText(image.width, image.height) +
-                      " to " +
-                      SizeText(image.width / kFrameWidthStep * kFrameWidthStep, image.height & ~1) +
-                      " (frames need widths in groups of 16 pixels and even heights)");
-  }
-  *frame = RgbToNv21(CropToFrame(image, kFrameWidthStep));
-  return true;
-}
-
-EffectRequest MakeRequest(const EffectOptions& fx) {
-  EffectRequest r;
-  r.effect = fx.effect;
-  r.param0 = fx.hasParam0 ? fx.param0 : fx.effect->defaultParam0;
-  int dw = 0, dh = 0;
-  DisplaySize(&dw, &dh);
-  r.param1 = fx.hasParam1 ? fx.param1 : DefaultParam1(*fx.effect, dw, dh);
-  return r;
-}
-
-bool ResolveCrop(const EffectOptions& fx, int width, int height, Crop* crop, std::string* error) {
-  if (!fx.hasCrop) {
-    // No crop handed to the library: effects then keep their own default,
-    // which leaves out the padding columns of a frame whose width is not a
-    // multiple of 32 (a whole-picture crop would reach into them).
-    *crop = Crop{0, 0, 0, 0};
-    return true;
-  }
-  const Crop& c = fx.crop;
-  if (static_cast<long>(c.x) + c.w > width || static_cast<long>(c.y) + c.h > height) {
-    *error = "--crop " + std::to_string(c.x) + "," + std::to_string(c.y) + "," +
-             std::to_string(c.w) + "," + std::to_string(c.h) + " reaches outside the " +
-             SizeText(width, height) + " picture";
-    return false;
-  }
-  *crop = c;
   return true;
 }
 
@@ -487,11 +412,7 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
     Line(ctx.err, error);
     return kExitFailure;
   }
-  const int factor =
-      std::max({1, (source.width + kGalleryTileMax.width - 1) / kGalleryTileMax.width,
-                (source.height + kGalleryTileMax.height - 1) / kGalleryTileMax.height});
-  const Nv21Frame tileFrame =
-      RgbToNv21(CropToFrame(BoxDownscale(Nv21ToRgb(source), factor), kFrameWidthStep));
+  const Nv21Frame tileFrame = ShrinkToFit(source, kGalleryTileMax);
   const int tw = tileFrame.width, th = tileFrame.height;
   if (tw < 2 || th < 2) {
     Line(ctx.err, "gallery: the picture is too small for tiles");
@@ -687,6 +608,7 @@ int Run(const std::vector<std::string>& args, const Context& ctx) {
     if (command == "apply") return Apply(rest, ctx);
     if (command == "stream") return Stream(rest, ctx);
     if (command == "gallery") return Gallery(rest, ctx);
+    if (command == "tune") return Tune(rest, ctx);
   } catch (const std::exception& e) {
     // Only allocation can throw here: a picture too large for this machine.
     Line(ctx.err, std::string("out of memory: ") + e.what());

@@ -26,6 +26,9 @@ struct Context {
 // args without the program name. Errors are one line on ctx.err.
 int Run(const std::vector<std::string>& args, const Context& ctx);
 
+// The tuning page (TuneCommand.cpp): serves until the process ends.
+int Tune(const std::vector<std::string>& args, const Context& ctx);
+
 // Options shared by the commands that run one effect.
 struct EffectOptions {
   const EffectInfo* effect = nullptr;

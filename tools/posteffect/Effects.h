@@ -20,6 +20,8 @@ struct EffectInfo {
   // (centre, then a point whose offset from the centre sets a radius or band).
   bool param1IsPosition;
   double defaultEdgeDx, defaultEdgeDy;
+  // The values param0 describes; 0..0 where it has none.
+  int param0Min, param0Max;
 };
 
 const std::vector<EffectInfo>& Effects();

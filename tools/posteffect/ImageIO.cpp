@@ -20,8 +20,19 @@ namespace {
 
 // Far beyond any camera; keeps a hostile header from asking for gigabytes.
 constexpr int kMaxSide = 16384;
+constexpr long kMaxPixels = static_cast<long>(kMaxSide) * kMaxSide;
 
 std::string Quoted(const std::string& path) { return "'" + path + "'"; }
+
+// Checked from the header, before anything of that size is allocated.
+bool SizeAllowed(long w, long h, long maxPixels, const std::string& name, std::string* error) {
+  const bool sides = w > 0 && h > 0 && w <= kMaxSide && h <= kMaxSide;
+  if (sides && w * h <= maxPixels) return true;
+  *error = name + " is " + std::to_string(w) + "x" + std::to_string(h) + ", " +
+           (sides ? "more than " + std::to_string(maxPixels) + " pixels"
+                  : "not 1 to " + std::to_string(kMaxSide) + " pixels a side");
+  return false;
+}
 
 bool ReadWholeFile(const std::string& path, std::vector<uint8_t>* bytes, std::string* error) {
   std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -86,20 +97,17 @@ FileKind KindOfPath(const std::string& path) {
   return FileKind::kUnknown;
 }
 
-bool ReadJpeg(const std::string& path, RgbImage* image, std::string* error) {
-  std::vector<uint8_t> bytes;
-  if (!ReadWholeFile(path, &bytes, error)) return false;
+bool DecodeJpeg(const std::vector<uint8_t>& bytes, const std::string& name, long maxPixels,
+                RgbImage* image, std::string* error) {
   tjhandle tj = tjInitDecompress();
   if (!tj) {
-    *error = "cannot start the JPEG decoder for " + Quoted(path);
+    *error = "cannot start the JPEG decoder for " + name;
     return false;
   }
   int w = 0, h = 0, subsampling = 0, colourspace = 0;
   bool ok =
       tjDecompressHeader3(tj, bytes.data(), bytes.size(), &w, &h, &subsampling, &colourspace) == 0;
-  if (ok && (w <= 0 || h <= 0 || w > kMaxSide || h > kMaxSide)) {
-    *error = Quoted(path) + " is " + std::to_string(w) + "x" + std::to_string(h) +
-             ", larger than " + std::to_string(kMaxSide) + " pixels a side";
+  if (ok && !SizeAllowed(w, h, maxPixels, name, error)) {
     tjDestroy(tj);
     return false;
   }
@@ -110,36 +118,45 @@ bool ReadJpeg(const std::string& path, RgbImage* image, std::string* error) {
     ok = tjDecompress2(tj, bytes.data(), bytes.size(), image->rgb.data(), w, w * 3, h, TJPF_RGB,
                        TJFLAG_ACCURATEDCT) == 0;
   }
-  if (!ok) *error = Quoted(path) + " is not a valid JPEG: " + tjGetErrorStr2(tj);
+  if (!ok) *error = name + " is not a valid JPEG: " + tjGetErrorStr2(tj);
   tjDestroy(tj);
   return ok;
 }
 
-bool ReadPng(const std::string& path, RgbImage* image, std::string* error) {
-  std::vector<uint8_t> bytes;
-  if (!ReadWholeFile(path, &bytes, error)) return false;
+bool DecodePng(const std::vector<uint8_t>& bytes, const std::string& name, long maxPixels,
+               RgbImage* image, std::string* error) {
   png_image png;
   std::memset(&png, 0, sizeof png);
   png.version = PNG_IMAGE_VERSION;
   if (!png_image_begin_read_from_memory(&png, bytes.data(), bytes.size())) {
-    *error = Quoted(path) + " is not a valid PNG: " + png.message;
+    *error = name + " is not a valid PNG: " + png.message;
     png_image_free(&png);
     return false;
   }
-  if (png.width == 0 || png.height == 0 || png.width > kMaxSide || png.height > kMaxSide) {
-    *error = Quoted(path) + " is " + std::to_string(png.width) + "x" + std::to_string(png.height) +
-             ", larger than " + std::to_string(kMaxSide) + " pixels a side";
+  if (!SizeAllowed(png.width, png.height, maxPixels, name, error)) {
     png_image_free(&png);
     return false;
   }
   png.format = PNG_FORMAT_RGB;  // alpha is composited onto black
   *image = RgbImage(static_cast<int>(png.width), static_cast<int>(png.height));
   if (!png_image_finish_read(&png, nullptr, image->rgb.data(), 0, nullptr)) {
-    *error = Quoted(path) + " is not a valid PNG: " + png.message;
+    *error = name + " is not a valid PNG: " + png.message;
     png_image_free(&png);
     return false;
   }
   return true;
+}
+
+bool ReadJpeg(const std::string& path, RgbImage* image, std::string* error) {
+  std::vector<uint8_t> bytes;
+  return ReadWholeFile(path, &bytes, error) &&
+         DecodeJpeg(bytes, Quoted(path), kMaxPixels, image, error);
+}
+
+bool ReadPng(const std::string& path, RgbImage* image, std::string* error) {
+  std::vector<uint8_t> bytes;
+  return ReadWholeFile(path, &bytes, error) &&
+         DecodePng(bytes, Quoted(path), kMaxPixels, image, error);
 }
 
 bool ReadRawNv21(const std::string& path, int width, int height, Nv21Frame* frame,
@@ -189,6 +206,26 @@ bool WritePng(std::FILE* out, const RgbImage& image, std::string* error) {
     return false;
   }
   return true;
+}
+
+bool EncodePng(const RgbImage& image, bool fast, std::vector<uint8_t>* bytes, std::string* error) {
+  png_image png;
+  std::memset(&png, 0, sizeof png);
+  png.version = PNG_IMAGE_VERSION;
+  png.width = static_cast<png_uint_32>(image.width);
+  png.height = static_cast<png_uint_32>(image.height);
+  png.format = PNG_FORMAT_RGB;
+  if (fast) png.flags |= PNG_IMAGE_FLAG_FAST;
+  png_alloc_size_t size = 0;
+  bool ok = png_image_write_get_memory_size(png, size, 0, image.rgb.data(), 0, nullptr);
+  if (ok) {
+    bytes->resize(size);
+    ok = png_image_write_to_memory(&png, bytes->data(), &size, 0, image.rgb.data(), 0, nullptr);
+    bytes->resize(size);
+  }
+  if (!ok) *error = std::string("PNG encoding failed: ") + png.message;
+  png_image_free(&png);
+  return ok;
 }
 
 bool WriteRaw(std::FILE* out, const Nv21Frame& frame, std::string* error) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "Image.h"
 
@@ -14,6 +16,12 @@ FileKind KindOfPath(const std::string& path);
 
 // Readers and writers return false with one complete message in *error that
 // names the file.
+// The same from bytes in memory; name is how messages call the picture,
+// maxPixels refuses a larger one from its header alone.
+bool DecodeJpeg(const std::vector<uint8_t>& bytes, const std::string& name, long maxPixels,
+                RgbImage* image, std::string* error);
+bool DecodePng(const std::vector<uint8_t>& bytes, const std::string& name, long maxPixels,
+               RgbImage* image, std::string* error);
 bool ReadJpeg(const std::string& path, RgbImage* image, std::string* error);
 bool ReadPng(const std::string& path, RgbImage* image, std::string* error);
 // The file must hold exactly one frame of the given size.
@@ -22,6 +30,8 @@ bool ReadRawNv21(const std::string& path, int width, int height, Nv21Frame* fram
 
 bool WriteJpeg(std::FILE* out, const RgbImage& image, int quality, std::string* error);
 bool WritePng(std::FILE* out, const RgbImage& image, std::string* error);
+// fast: larger output for less time, for pictures sent once.
+bool EncodePng(const RgbImage& image, bool fast, std::vector<uint8_t>* bytes, std::string* error);
 bool WriteRaw(std::FILE* out, const Nv21Frame& frame, std::string* error);
 
 // An output file that appears under its name only once it is complete: it

@@ -112,24 +112,35 @@ bool Service::Capture(int width, int height, const SharedHeap& heap, int slot, s
                "the capture", error);
 }
 
+bool ProcessInService(Service& service, const SharedHeap& heap, int slot, int width, int height,
+                      const EffectRequest& request, const Crop& crop, Mode mode, Size previewSize,
+                      std::string* error, bool keepPreview) {
+  if (!service.Select(request, crop, error)) return false;
+  bool ok;
+  if (mode == Mode::kPreview) {
+    ok = service.StartPreview(width, height, error) && service.Preview(heap, slot, error);
+  } else {
+    ok = service.StartPreview(previewSize.width, previewSize.height, error) &&
+         service.Capture(width, height, heap, slot, error);
+  }
+  if (!ok) {
+    // The service object outlives this frame: leave it ready for the next.
+    std::string ignored;
+    service.StopPreview(&ignored);
+    return false;
+  }
+  return (keepPreview && mode == Mode::kPreview) || service.StopPreview(error);
+}
+
 bool ProcessFrame(const Backend& backend, const EffectRequest& request, const Crop& crop, Mode mode,
                   Size previewSize, Nv21Frame* frame, std::string* error) {
   SharedHeap heap;
   if (!heap.Create(frame->data.size(), 1, error)) return false;
   std::memcpy(heap.Slot(0), frame->data.data(), frame->data.size());
-
   Service service(backend);
-  if (!service.Start(error) || !service.Select(request, crop, error)) return false;
-  if (mode == Mode::kPreview) {
-    if (!service.StartPreview(frame->width, frame->height, error) ||
-        !service.Preview(heap, 0, error))
-      return false;
-  } else {
-    if (!service.StartPreview(previewSize.width, previewSize.height, error) ||
-        !service.Capture(frame->width, frame->height, heap, 0, error))
-      return false;
-  }
-  if (!service.StopPreview(error)) return false;
+  if (!service.Start(error) || !ProcessInService(service, heap, 0, frame->width, frame->height,
+                                                 request, crop, mode, previewSize, error))
+    return false;
   std::memcpy(frame->data.data(), heap.Slot(0), frame->data.size());
   return true;
 }

@@ -92,6 +92,13 @@ class Service {
 // of the frame's own size, or a capture of the whole frame behind a preview
 // of previewSize. The frame is replaced by the result.
 enum class Mode { kPreview, kCapture };
+// The same on a started service object, for the width x height frame in
+// slot of heap. The preview is stopped again, on failure always, after a
+// preview frame unless keepPreview: then the next frame of the same size can
+// follow at once, as a camera's do.
+bool ProcessInService(Service& service, const SharedHeap& heap, int slot, int width, int height,
+                      const EffectRequest& request, const Crop& crop, Mode mode, Size previewSize,
+                      std::string* error, bool keepPreview = false);
 bool ProcessFrame(const Backend& backend, const EffectRequest& request, const Crop& crop, Mode mode,
                   Size previewSize, Nv21Frame* frame, std::string* error);
 

@@ -1,0 +1,205 @@
+// The tuning page served by 'posteffect tune', driven in headless Chromium
+// over WebDriver: the picture it shows must be, pixel for pixel, what
+// 'posteffect apply' makes from the parameter string it shows.
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "ImageIO.h"
+
+extern char** environ;
+
+namespace pe::cli {
+namespace {
+
+using nlohmann::json;
+
+// A child process with its stdout on a pipe, ended with this object.
+struct Child {
+  explicit Child(std::vector<std::string> args) {
+    int fds[2];
+    EXPECT_EQ(pipe(fds), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0) << args[0];
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    out = fds[0];
+  }
+  ~Child() {
+    if (pid > 0 && kill(pid, SIGTERM) == 0) waitpid(pid, nullptr, 0);
+    close(out);
+  }
+  // What follows word ("on port ", "http://") to the end of its output line.
+  std::string After(const std::string& word) {
+    std::string text;
+    char c;
+    pollfd p{out, POLLIN, 0};
+    while ((text.find(word) == std::string::npos || text.back() != '\n') &&
+           poll(&p, 1, 30000) == 1 && read(out, &c, 1) == 1)
+      text += c;
+    const size_t at = text.find(word);
+    return at == std::string::npos ? "" : text.substr(at + word.size());
+  }
+  pid_t pid = -1;
+  int out = -1;
+};
+
+std::string Base64Decode(const std::string& in) {
+  static const std::string kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  int bits = 0, value = 0;
+  for (size_t i = 0; i < in.size() && in[i] != '='; ++i) {
+    value = (value << 6 | static_cast<int>(kDigits.find(in[i]))) & 0xFFF;
+    if ((bits += 6) >= 8) out += static_cast<char>(value >> (bits -= 8) & 0xFF);
+  }
+  return out;
+}
+
+// The tool serving the built-in chart on a free port, for both tests.
+std::string ToolUrl() {
+  static Child tool({PE_CLI_EXE, "tune", "--port", "0"});
+  static const std::string address = tool.After("http://127.0.0.1:");
+  return "http://127.0.0.1:" + address.substr(0, address.find('/'));
+}
+
+// Driving the browser the way a user does: a click on an option, arrow keys
+// on the slider, a pointer dragging a handle.
+TEST(TunePage, ShowsWhatApplyMakesFromTheStringItShows) {
+  Child driver({"/usr/bin/chromedriver", "--port=0"});
+  const std::string port = driver.After("started successfully on port ");
+  httplib::Client wd("127.0.0.1", std::atoi(port.c_str()));
+  wd.set_read_timeout(120);
+  std::string session;
+  const auto call = [&](const char* method, const std::string& path, const json& body) {
+    const std::string p = "/session" + (session.empty() ? "" : "/" + session) + path;
+    auto r = std::string(method) == "GET" ? wd.Get(p.c_str())
+                                          : wd.Post(p.c_str(), body.dump(), "application/json");
+    EXPECT_TRUE(r && r->status == 200) << method << " " << p << ": " << (r ? r->body : "no answer");
+    return r ? json::parse(r->body)["value"] : json();
+  };
+  char dir[] = "/tmp/pe-chromium-XXXXXX";
+  ASSERT_TRUE(mkdtemp(dir));
+  json caps = json::parse(R"({"capabilities": {"alwaysMatch": {"goog:chromeOptions": {
+      "binary": "/usr/bin/chromium", "args": ["--headless", "--no-sandbox", "--disable-gpu",
+      "--disable-quic", "--no-first-run", "--disable-background-networking",
+      "--disable-component-update", "--disable-sync", "--window-size=1700,900",
+      "--force-color-profile=srgb"]}}}})");
+  caps["capabilities"]["alwaysMatch"]["goog:chromeOptions"]["args"].push_back(
+      std::string("--user-data-dir=") + dir);
+  session = call("POST", "", caps)["sessionId"].get<std::string>();
+  ASSERT_FALSE(session.empty()) << "no Chromium session: is chromium installed?";
+  const auto run = [&](const std::string& script) {
+    return call("POST", "/execute/sync", {{"script", script}, {"args", json::array()}});
+  };
+  const auto find = [&](const std::string& css) {
+    return call("POST", "/element", {{"using", "css selector"}, {"value", css}}).begin().value();
+  };
+  const auto waitIdle = [&] {
+    for (int i = 0; i < 600 && run("return document.body.dataset.state") != "idle"; ++i)
+      usleep(100000);
+    return run(
+        "return document.body.dataset.state + ' ' + document.getElementById('status').textContent");
+  };
+
+  call("POST", "/url", {{"url", ToolUrl() + "/"}});
+  ASSERT_EQ(waitIdle().get<std::string>().substr(0, 4), "idle");
+  call("POST", "/element/" + find("#effect option[value='3']").get<std::string>() + "/click",
+       json::object());
+  call("POST", "/element/" + find("#param0").get<std::string>() + "/value",
+       {{"text", "\ue012\ue012\ue012"}});  // three steps left
+  json drag = json::parse(R"({"actions": [{"type": "pointer", "id": "mouse", "actions": [
+      {"type": "pointerMove", "duration": 0, "x": 0, "y": 0},
+      {"type": "pointerDown", "button": 0},
+      {"type": "pointerMove", "duration": 200, "origin": "pointer", "x": -120, "y": -70},
+      {"type": "pointerUp", "button": 0}]}]})");
+  drag["actions"][0]["actions"][0]["origin"] =
+      call("POST", "/element", {{"using", "css selector"}, {"value", "#centre"}});
+  call("POST", "/actions", drag);
+  ASSERT_EQ(waitIdle().get<std::string>().substr(0, 4), "idle");
+
+  const std::string shown = run("return document.getElementById('paramString').value");
+  EXPECT_EQ(shown.rfind("GPU-effect=3;GE-param0=57,0,0,0;GE-param1=", 0), 0u) << shown;
+  EXPECT_EQ(shown.find("GE-param1=960,540"), std::string::npos) << "the centre did not move";
+  const std::string pixels = Base64Decode(run(R"(
+      const img = document.getElementById('after'), c = document.createElement('canvas');
+      [c.width, c.height] = [img.naturalWidth, img.naturalHeight];
+      const g = c.getContext('2d'), s = [];
+      g.drawImage(img, 0, 0);
+      const d = g.getImageData(0, 0, c.width, c.height).data;
+      for (let i = 0; i < d.length; i += 8192) s.push(String.fromCharCode(...d.subarray(i, i + 8192)));
+      return btoa(s.join(''));)"));
+
+  // The string as a camera configuration holds it, handed to apply.
+  std::vector<std::string> values;
+  for (size_t eq = shown.find('='); eq != std::string::npos; eq = shown.find('=', eq + 1))
+    values.push_back(shown.substr(eq + 1, shown.find(';', eq) - eq - 1));
+  ASSERT_EQ(values.size(), 3u) << shown;
+  const std::string out = std::string(dir) + "/apply.png";
+  const std::string cmd = std::string(PE_CLI_EXE) + " apply --effect " + values[0] + " --param0 " +
+                          values[1] + " --param1 " + values[2] + " " + out;
+  ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
+  RgbImage expected;
+  std::string error;
+  ASSERT_TRUE(ReadPng(out, &expected, &error)) << error;
+  ASSERT_EQ(pixels.size(), expected.rgb.size() / 3 * 4);
+  size_t differ = 0;
+  for (size_t i = 0; i < expected.rgb.size(); ++i)  // RGBA on the page
+    differ += static_cast<uint8_t>(pixels[i / 3 * 4 + i % 3]) != expected.rgb[i];
+  EXPECT_EQ(differ, 0u) << "of " << expected.rgb.size() << " values differ from " << cmd;
+
+  std::ofstream(PE_TUNE_SCREENSHOT, std::ios::binary)
+      << Base64Decode(call("GET", "/screenshot", nullptr));
+  wd.Delete(("/session/" + session).c_str());
+  std::system(("rm -rf " + std::string(dir)).c_str());
+}
+
+// Each refused with a 4xx naming the value, and the next good request served.
+TEST(TunePage, RefusesHostileRequestsAndGoesOn) {
+  std::vector<uint8_t> png;
+  std::string error;
+  ASSERT_TRUE(EncodePng(RgbImage(64, 64), false, &png, &error));
+  std::string huge(png.begin(), png.end());
+  huge.replace(16, 8, std::string("\0\1\x86\xa0\0\1\x86\xa0", 8));  // 100000 x 100000
+  const uLong crc = crc32(0, reinterpret_cast<const Bytef*>(huge.data() + 12), 17);
+  for (int i = 0; i < 4; ++i) huge[29 + i] = static_cast<char>(crc >> (24 - 8 * i));
+  // Path, body (POSTed when not empty), status, what the answer names.
+  const std::tuple<const char*, std::string, int, const char*> kCases[] = {
+      {"/api/render?effect=4&param0=5x", "", 400, "param0"},
+      {"/api/render?effect=99", "", 400, "effect"},
+      {"/api/render?effect=4&param1=0,0,99999,0", "", 400, "param1"},
+      {"/api/render?effect=4&crop=0,0,100000,100000", "", 400, "crop"},
+      {"/api/render?effect=4&mode=movie", "", 400, "mode"},
+      {"/api/chart?size=100000x100000", " ", 400, "size"},
+      {"/api/parse?string=GPU-effect%3DZ", "", 400, "GPU-effect"},
+      {"/api/picture?name=notes.txt", "not a picture, just text", 415, "notes.txt"},
+      {"/api/picture?name=cut.png", std::string(png.begin(), png.begin() + 60), 422, "cut.png"},
+      {"/api/picture?name=huge.png", huge, 422, "100000x100000"},
+  };
+  httplib::Client http(ToolUrl());
+  for (const auto& [path, body, status, named] : kCases) {
+    auto r = body.empty() ? http.Get(path) : http.Post(path, body, "application/octet-stream");
+    ASSERT_TRUE(r) << path;
+    EXPECT_EQ(r->status, status) << path << ": " << r->body;
+    EXPECT_NE(r->body.find(named), std::string::npos) << path << ": " << r->body;
+    auto good = http.Get("/api/render?effect=4&param0=70");
+    ASSERT_TRUE(good) << "no answer after " << path;
+    EXPECT_EQ(good->status, 200) << path;
+  }
+}
+
+}  // namespace
+}  // namespace pe::cli
