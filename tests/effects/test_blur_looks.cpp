@@ -36,9 +36,6 @@ const Look kLooks[] = {
 };
 void PrintTo(const Look& look, std::ostream* os) { *os << "effect " << look.number; }
 
-// A display point mapped into a w x h viewport, as the manager does.
-int Map(int v, int size, int display) { return size * v / display; }
-
 // The user's strength, centre and edge point as each effect turns them into
 // its blur and mix, for a w x h picture (W x H when captured).
 struct LookModel {
@@ -48,8 +45,9 @@ struct LookModel {
 };
 
 LookModel Describe(int number, int w, int h, int allocW, int W, int H) {
-  const int cx = Map(960, w, 1920), cy = Map(number == 2 ? 540 : 500, h, 1080);
-  const int ex = Map(number == 2 ? 1400 : 960, w, 1920), ey = Map(number == 2 ? 700 : 800, h, 1080);
+  const int cx = Mapped(960, w, 1920), cy = Mapped(number == 2 ? 540 : 500, h, 1080);
+  const int ex = Mapped(number == 2 ? 1400 : 960, w, 1920);
+  const int ey = Mapped(number == 2 ? 700 : 800, h, 1080);
   const float dx = std::fabs(static_cast<float>(ex - cx) / w),
               dy = std::fabs(static_cast<float>(ey - cy) / h);
   const float crop = static_cast<float>(w) / allocW;

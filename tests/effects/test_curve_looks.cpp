@@ -156,7 +156,7 @@ TEST_F(CurveLooks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
   const Nv21 frame = pe::ref::MakeFrame(640, 480, 95);
   ExpectNear(Preview(shm, frame), Model640("CurveWarm.bmp", false, frame));
 
-  std::vector<char> truncated = ReadFile(SystemDir() + "CurveWarm.bmp");
+  std::string truncated = ReadFile(SystemDir() + "CurveWarm.bmp");
   truncated.resize(200);
   over.Put("CurveCross.bmp", truncated);
   // A new effect number is taken at once, so the pair reloads the assets.
@@ -164,44 +164,5 @@ TEST_F(CurveLooks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
   ASSERT_EQ(Params("GPU-effect=1"), 0);
   ExpectNear(Preview(shm, frame), Model640("CurveCross.bmp", false, frame));
 }
-
-struct MissingAsset {
-  char code;
-  const char* file;
-  const char* line;
-  const char* tag;
-};
-
-class CurveMissingAsset : public pe::test::PublicService,
-                          public ::testing::WithParamInterface<MissingAsset> {};
-
-TEST_P(CurveMissingAsset, FailsInitSoFramesAndStillsAreLeftUntouched) {
-  const MissingAsset& m = GetParam();
-  pe::test::TempDir assets;
-  for (const char* f :
-       {"CurveCross.bmp", "CurveCold.bmp", "CurveWarm.bmp", "CurveSepia.bmp",
-        "mask_vignette_wide.bmp", "mask_vignette_legacy.bmp", "ContrastCurveSet.bmp"})
-    if (std::string(f) != m.file) assets.Copy(f);
-  pe::test::ScopedEnv env("POSTEFFECT_ASSET_DIR", assets.path());
-  ASSERT_EQ(Params(std::string("GPU-effect=") + m.code), 0);
-  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
-  ExpectRefused();
-  EXPECT_TRUE(m_log.Contains(m.line, m.tag));
-}
-
-std::string MissingName(const ::testing::TestParamInfo<MissingAsset>& info) {
-  return std::string(info.param.tag + 8);  // the class name without "GEShader"
-}
-
-// The mask missing is reported with the warm curve's line, as it always was.
-INSTANTIATE_TEST_SUITE_P(Assets, CurveMissingAsset,
-                         ::testing::Values(MissingAsset{'1', "mask_vignette_legacy.bmp",
-                                                        "can't load warm tex", "GEShaderVintage"},
-                                           MissingAsset{'6', "CurveCross.bmp",
-                                                        "can't load cross tex", "GEShaderContrast"},
-                                           MissingAsset{'B', "ContrastCurveSet.bmp",
-                                                        "can't load contrast curve tex",
-                                                        "GEShaderWhiteboard"}),
-                         MissingName);
 
 }  // namespace

@@ -12,13 +12,9 @@ namespace {
 using pe::ref::Diff;
 using pe::ref::Nv21;
 using pe::test::AllocW;
+using pe::test::Mapped;
 using pe::test::SharedNv21;
 using pe::test::Size;
-
-// A display point (1920x1080) as the manager maps it into a w-wide side.
-int Mapped(int p, int w, int display) {
-  return static_cast<int>(static_cast<unsigned>(w) * static_cast<unsigned>(p) / display);
-}
 
 pe::ref::Fisheye FisheyeFor(int w, int h, int strength, int px, int py) {
   auto clamp = [](float v) { return std::fmin(std::fmax(v, 0.1f), 0.9f); };

@@ -62,11 +62,6 @@ std::vector<float> SketchKernel() {
           0.127325f, 0.107778f, 0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
 }
 
-Rgb YuvaToRgb(const Texel& t) {
-  return {t.r + 1.402f * t.g - 0.701f * t.a, t.r - 0.714f * t.g - 0.344f * t.b + 0.529f * t.a,
-          t.r + 1.772f * t.b - 0.886f * t.a};
-}
-
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
                         const BlurSetup& setup) {
   const TextureModel across =
@@ -78,14 +73,14 @@ Mixer DofMix(float cx, float cy, float e0, float e1, float whRatioSq, float mixW
   return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
     const float dx = gx - cx, dy = gy - cy;
     const float f = Smoothstep(e0, e1, dx * dx + dy * dy * whRatioSq) * mixWeight;
-    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+    return MixResult{ToRgb(Lerp(clear, blur, f))};
   };
 }
 
 Mixer TiltMix(float fy, float e0, float e1, float mixWeight) {
   return [=](const Texel& clear, const Texel& blur, float, float gy) {
     const float f = Smoothstep(e0, e1, std::fabs(gy - fy)) * mixWeight;
-    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+    return MixResult{ToRgb(Lerp(clear, blur, f))};
   };
 }
 
@@ -105,7 +100,7 @@ Mixer SketchMix(bool colour) {
     if (edge < 0.3f)
       m.rgb = {0, 0, 0};
     else if (colour)
-      m.rgb = YuvaToRgb({level, blur.g, blur.b, blur.a});
+      m.rgb = ToRgb({level, blur.g, blur.b});
     else
       m.rgb = {level, level, level};
     return m;

@@ -9,9 +9,6 @@ namespace pe {
 namespace ref {
 namespace {
 
-// A source texel (Y, V, U) through the programs' YUV-to-RGB matrix.
-Rgb ToRgb(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
-
 Rgb Toned(const CurveLook& look, Rgb p, float ms, float mt) {
   const Texel c1 = look.curve.Linear(p.r, 0.f);
   const Texel c2 = look.curve.Linear(p.g, 0.f);
@@ -29,8 +26,8 @@ Rgb Whiteboard(const TextureModel& src, const TextureModel& curve, float s, floa
   const Texel cc = src.Linear(s, t);
   const float ring = src.Linear(s + dx, t + dy).r + src.Linear(s + dx, t - dy).r +
                      src.Linear(s - dx, t - dy).r + src.Linear(s - dx, t + dy).r;
-  const float y = 1.3f * cc.r - 0.075f * ring, v = cc.g - 0.5f, u = cc.b - 0.5f;
-  const float d[3] = {y + 1.402f * v, y - 0.344f * u - 0.714f * v, y + 1.772f * u};
+  const Rgb p = YuvToRgb(1.3f * cc.r - 0.075f * ring, cc.g, cc.b);
+  const float d[3] = {p.r, p.g, p.b};
   float c[3];
   for (int i = 0; i < 3; ++i)
     c[i] = curve.Linear(std::pow(std::min(1.f, std::max(0.f, d[i])), 0.7f), 0.5f).b;
