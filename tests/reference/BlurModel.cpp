@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "BlockWalk.h"
+
 namespace pe {
 namespace ref {
 namespace {
@@ -137,28 +139,24 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
   std::vector<Rgb> rgb(static_cast<size_t>(W) * H);
   Expected e;
   e.skip.assign(rgb.size(), 0);
-  for (int by = 0; by < H; by += coreH)
-    for (int bx = 0; bx < W; bx += coreW) {
-      const int bw = std::min(coreW, W - bx), bh = std::min(coreH, H - by);
-      const int x0 = bx < 65 ? 0 : (bx - 64) / 32 * 32;
-      int fw = (bx - x0 + bw + 95) / 32 * 32;
-      if (bx + fw > W) fw = W - x0;
-      const int y0 = by < 65 ? 0 : by - 64;
-      const int fh = bh + 2 * by + 63 - y0 >= H ? H - y0 : by + 64 + bh - y0;
-      setup.stepS = stepX / W;
-      setup.stepT = stepY / fh;
-      const TextureModel blur =
-          BlurPasses(src, static_cast<float>(x0) / W, static_cast<float>(y0) / H,
-                     static_cast<float>(x0 + fw) / W, static_cast<float>(y0 + fh) / H, setup);
-      for (int y = by; y < by + bh; ++y)
-        for (int x = bx; x < bx + bw; ++x) {
-          const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
-          const MixResult m = mix(src.Linear(gx, gy),
-                                  blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
-          rgb[static_cast<size_t>(y) * W + x] = m.rgb;
-          e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
-        }
-    }
+  // Cores and their fetched rectangles as the apron walk places them.
+  const float whole[4] = {0, 0, 1, 1};
+  const ApronBlockWalk walk(W, H, texW, texH, texW, whole);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const ApronBlock b = walk.Place(run);
+    const float x0 = b.x0, y0 = b.y0, fw = b.fw, fh = b.fh;
+    setup.stepS = stepX / W;
+    setup.stepT = stepY / fh;
+    const TextureModel blur = BlurPasses(src, x0 / W, y0 / H, (x0 + fw) / W, (y0 + fh) / H, setup);
+    for (unsigned y = b.by; y < b.by + b.bh; ++y)
+      for (unsigned x = b.bx; x < b.bx + b.bw; ++x) {
+        const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
+        const MixResult m = mix(src.Linear(gx, gy),
+                                blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
+        rgb[static_cast<size_t>(y) * W + x] = m.rgb;
+        e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
+      }
+  }
   e.frame = Convert(W, H, rgb);
   return e;
 }
@@ -166,12 +164,10 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix) {
   const int W = still.width, H = still.height;
-  const float stepX = static_cast<float>(W) / texW / texW,
-              stepY = static_cast<float>(H) / texH / texH;
-  const int halfX = (static_cast<int>(std::ceil(stepX * 5 * texW)) + 1) / 2 * 2;
-  const int halfY = static_cast<int>(std::ceil(stepY * 5 * texH));
-  const int cols = static_cast<int>(std::ceil(static_cast<float>(W) / (texW - 2 * halfX)));
-  const int rows = static_cast<int>(std::ceil(static_cast<float>(H) / (texH - 2 * halfY)));
+  // Blocks, steps and overlaps as the overlap walk places them.
+  OverlapBlockWalk walk(W, H, texW, texH, allocW);
+  const float stepX = walk.StepX(), stepY = walk.StepY();
+  const int halfX = walk.HalfOverlapX(), halfY = walk.HalfOverlapY();
   setup.stepS = stepX * allocW / W;
   setup.stepT = stepY;
   // How far a kept pixel's blur reaches, in pixels of the still.
@@ -181,14 +177,9 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   Expected e;
   e.frame = Nv21(W, H);
   e.skip.assign(static_cast<size_t>(W) * H, 0);
-  int x = 0, y = 0;
-  for (int run = 0; run < cols * rows; ++run) {
-    int w = std::min(texW, W - x);
-    if (w % 32) {
-      w = (w + 31) / 32 * 32;
-      x = std::max(0, W - w);
-    }
-    const int h = std::min(texH, H - y);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run, walk.Advance()) {
+    const BlockRect placed = walk.Place();
+    const int x = placed.x, y = placed.y, w = placed.w, h = placed.h;
     // The block's texture holds the still from (x, y); its blur covers the
     // texture's valid columns and all its rows.
     const TextureModel blur =
@@ -220,12 +211,6 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
               block.uv()[static_cast<size_t>(r / 2) * w + i];
       }
     }
-    x += texW - 2 * halfX;
-    if (x >= W) {
-      x = 0;
-      y += texH - 2 * halfY;
-    }
-    if (y >= H) x = y = 0;
   }
   return e;
 }
