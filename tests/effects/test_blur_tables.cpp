@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
+#include <posteffect/Globals.h>
 
 #include <numeric>
 
 #include "GEBlurPasses.h"
+
+// The GL layer reads the manager's display and context; there is no manager.
+EGLDisplay g_eglDisplay = EGL_NO_DISPLAY;
+EGLContext g_eglContext = EGL_NO_CONTEXT;
 
 namespace {
 

@@ -99,34 +99,6 @@ TEST_F(RampLooks, OnlyTheTonePairMovesWithParam0) {
     EXPECT_EQ(render(code, 0).data, render(code, 100).data) << code;
 }
 
-// A missing system asset fails the effect's Init with its own line, at
-// the preview frame and at the capture.
-TEST_F(RampLooks, AMissingAssetRefusesTheLookAndLeavesFramesAlone) {
-  const struct {
-    char code;
-    const char* missing;
-    const char* line;
-    const char* tag;
-  } kCases[] = {
-      {'D', "stylizeColorRamp.bmp", "\t\tcan't load LUT tex", "GEShaderStylizeNash"},
-      {'F', "stylizeContrastRamp.bmp", "\t\tcan't load contrast tex", "GEShaderTwoToneMaskH"},
-      {'G', "mask_vignette_legacy.bmp", "can't load vignette tex", "GEShaderSplitToning"},
-      {'H', "mask_vignette_wide.bmp", "\t\tcan't load LUT tex", "GEShaderSplitToningSC"},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.missing);
-    TempDir assets;
-    for (const char* f : {"stylizeColorRamp.bmp", "stylizeContrastRamp.bmp",
-                          "mask_vignette_legacy.bmp", "mask_vignette_wide.bmp", "twoToneMaskH.bmp"})
-      if (std::string(f) != c.missing) assets.Copy(f);
-    ScopedEnv env("POSTEFFECT_ASSET_DIR", assets.path());
-    ASSERT_EQ(Params(Select(c.code, 0)), 0);
-    ASSERT_EQ(m_fx->startPreview(640, 480), 0);
-    ExpectRefused();
-    EXPECT_EQ(m_log.Count(c.line, c.tag), 2);
-  }
-}
-
 }  // namespace
 }  // namespace test
 }  // namespace pe

@@ -1,15 +1,13 @@
 #include <android/log.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <string>
 
 #include "GLFbo.h"
 #include "GLTexture.h"
 #include "GlTest.h"
 #include "Pixels.h"
+#include "TestEnv.h"
 
 namespace pe {
 namespace test {
@@ -19,26 +17,16 @@ class GLBmpTest : public GLTest {
  protected:
   void SetUp() override {
     GLTest::SetUp();
-    std::string dir = ::testing::TempDir() + "gl_bmp_XXXXXX";
-    ASSERT_NE(mkdtemp(dir.data()), nullptr);
-    m_dir = dir + "/";
-    setenv("POSTEFFECT_DUMP_DIR", m_dir.c_str(), 1);
+    m_dump.emplace("POSTEFFECT_DUMP_DIR", m_dir.path());
     m_template = Write("template.bmp", Bmp(1, 1, 32, {0, 0, 0, 0}));
   }
-  void TearDown() override {
-    unsetenv("POSTEFFECT_DUMP_DIR");
-    std::filesystem::remove_all(m_dir);
-    GLTest::TearDown();
-  }
   std::string Write(const std::string& name, const Bytes& bytes) {
-    std::ofstream(m_dir + name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    return m_dir + name;
+    m_dir.Put(name, std::string(bytes.begin(), bytes.end()));
+    return m_dir.File(name);
   }
   Bytes Read(const std::string& name) {
-    std::ifstream in(m_dir + name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
+    const std::string bytes = ReadFile(m_dir.File(name));
+    return Bytes(bytes.begin(), bytes.end());
   }
   int Errors() {
     int n = 0;
@@ -46,7 +34,9 @@ class GLBmpTest : public GLTest {
     return n;
   }
 
-  std::string m_dir, m_template;
+  TempDir m_dir;
+  std::optional<ScopedEnv> m_dump;
+  std::string m_template;
 };
 
 // Widths off a multiple of 32 leave streaming rows padded: the texels must
@@ -144,7 +134,7 @@ TEST_F(GLBmpTest, MalformedFilesAreRefusedWithOneLine) {
     }
   }
   GLTexture tex;
-  EXPECT_EQ(tex.LoadBMP((m_dir + "absent.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0), 0u);
+  EXPECT_EQ(tex.LoadBMP(m_dir.File("absent.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0), 0u);
   EXPECT_TRUE(m_log.Contains("Can't open BMP"));
 }
 
@@ -175,7 +165,7 @@ TEST_F(GLBmpTest, StreamingDumpsRoundTripAndRewriteTheTextureInPlace) {
   // The saved file, header included, loads back as the texture now holds
   // it; saving again swaps red and blue back.
   GLTexture back;
-  ASSERT_EQ(back.LoadBMP((m_dir + "rgba.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 1), 1u);
+  ASSERT_EQ(back.LoadBMP(m_dir.File("rgba.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 1), 1u);
   const auto* loaded = static_cast<const uint8_t*>(back.GetSTDataBuf());
   for (int r = 0; r < h; ++r)
     EXPECT_EQ(Bytes(loaded + r * pitch, loaded + r * pitch + w * 4),

@@ -1,8 +1,4 @@
 #include <EGL/egl.h>
-#include <sys/time.h>
-#include <unistd.h>
-
-#include <cstdint>
 
 #include "GECommon.h"
 #include "GlTest.h"
@@ -45,19 +41,6 @@ TEST_F(GLCommon, EGLErrorIsNamedAndLaterSuccessPasses) {
   EXPECT_FALSE(eglQueryContext(m_gl.display(), EGL_NO_CONTEXT, EGL_CONFIG_ID, nullptr));
   eglGetCurrentContext();
   EXPECT_EQ(CheckEGLError("F", "eglGetCurrentContext"), 1u);
-}
-
-TEST(GECommonClock, TickCountIsWallClockMilliseconds) {
-  timeval tv;
-  gettimeofday(&tv, nullptr);
-  const unsigned now = static_cast<unsigned>(static_cast<uint64_t>(tv.tv_sec) * 1000 +
-                                             static_cast<uint64_t>(tv.tv_usec) / 1000);
-  const unsigned t0 = GetTickCount();
-  EXPECT_LE(t0 - now, 50u);
-  usleep(30 * 1000);
-  const unsigned elapsed = GetTickCount() - t0;
-  EXPECT_GE(elapsed, 30u);
-  EXPECT_LT(elapsed, 1000u);
 }
 
 }  // namespace

@@ -13,16 +13,6 @@ namespace {
 
 using GLProgramTest = GLTest;
 
-const char* const kSecondFS =
-    "precision mediump float;\n"
-    "uniform sampler2D s_texture0;\n"
-    "uniform sampler2D s_texture1;\n"
-    "varying vec2 v_texCoord;\n"
-    "void main() {\n"
-    "  gl_FragColor = mix(texture2D(s_texture1, v_texCoord), texture2D(s_texture0, v_texCoord),\n"
-    "                     step(2.0, v_texCoord.x));\n"
-    "}\n";
-
 const char* const kYuvFS =
     "precision mediump float;\n"
     "uniform sampler2D s_texture0;\n"
@@ -85,24 +75,6 @@ TEST_F(GLProgramTest, LocationTableFailsAtTheFirstMissingOrOutOfRangeSlot) {
   EXPECT_EQ(outside.Uniform1f(16, 1.f), 0u);
   EXPECT_EQ(outside.SetTextures(8, nullptr), 0u);
   EXPECT_TRUE(m_log.Contains("[SetTextures] nIdx 8 must < 8"));
-}
-
-TEST_F(GLProgramTest, DrawCoversTheTargetWithEachSlotOnItsOwnUnit) {
-  const int w = 5, h = 3;
-  std::vector<uint8_t> first(w * h * 4, 0x40), second(w * h * 4);
-  for (size_t i = 0; i < second.size(); ++i) second[i] = static_cast<uint8_t>(i * 11 + 1);
-  GLTexture t0, t1;
-  Fill(t0, w, h, first);
-  Fill(t1, w, h, second);
-  TestProgram prog(
-      kQuadVS, kSecondFS,
-      With(With(CopyLocations(), {GLProgram::kSampler, 1, "s_texture1", "m_nSamplerLoc[1]"}),
-           {GLProgram::kSampler, 0, "s_texture0", "m_nSamplerLoc[0]"}));
-  ASSERT_EQ(prog.Load(), 1u);
-  prog.SetTextures(0, &t0);
-  prog.SetTextures(1, &t1);
-  // Both triangles, upright, texel for texel, from the texture in slot 1.
-  EXPECT_EQ(Render(prog, w, h), second);
 }
 
 TEST_F(GLProgramTest, BinaryRoundTripDrawsTheSamePixels) {

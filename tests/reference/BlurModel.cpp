@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "BlockWalk.h"
+
 namespace pe {
 namespace ref {
 namespace {
@@ -62,11 +64,6 @@ std::vector<float> SketchKernel() {
           0.127325f, 0.107778f, 0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
 }
 
-Rgb YuvaToRgb(const Texel& t) {
-  return {t.r + 1.402f * t.g - 0.701f * t.a, t.r - 0.714f * t.g - 0.344f * t.b + 0.529f * t.a,
-          t.r + 1.772f * t.b - 0.886f * t.a};
-}
-
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
                         const BlurSetup& setup) {
   const TextureModel across =
@@ -78,14 +75,14 @@ Mixer DofMix(float cx, float cy, float e0, float e1, float whRatioSq, float mixW
   return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
     const float dx = gx - cx, dy = gy - cy;
     const float f = Smoothstep(e0, e1, dx * dx + dy * dy * whRatioSq) * mixWeight;
-    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+    return MixResult{ToRgb(Lerp(clear, blur, f))};
   };
 }
 
 Mixer TiltMix(float fy, float e0, float e1, float mixWeight) {
   return [=](const Texel& clear, const Texel& blur, float, float gy) {
     const float f = Smoothstep(e0, e1, std::fabs(gy - fy)) * mixWeight;
-    return MixResult{YuvaToRgb(Lerp(clear, blur, f))};
+    return MixResult{ToRgb(Lerp(clear, blur, f))};
   };
 }
 
@@ -105,7 +102,7 @@ Mixer SketchMix(bool colour) {
     if (edge < 0.3f)
       m.rgb = {0, 0, 0};
     else if (colour)
-      m.rgb = YuvaToRgb({level, blur.g, blur.b, blur.a});
+      m.rgb = ToRgb({level, blur.g, blur.b});
     else
       m.rgb = {level, level, level};
     return m;
@@ -142,28 +139,24 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
   std::vector<Rgb> rgb(static_cast<size_t>(W) * H);
   Expected e;
   e.skip.assign(rgb.size(), 0);
-  for (int by = 0; by < H; by += coreH)
-    for (int bx = 0; bx < W; bx += coreW) {
-      const int bw = std::min(coreW, W - bx), bh = std::min(coreH, H - by);
-      const int x0 = bx < 65 ? 0 : (bx - 64) / 32 * 32;
-      int fw = (bx - x0 + bw + 95) / 32 * 32;
-      if (bx + fw > W) fw = W - x0;
-      const int y0 = by < 65 ? 0 : by - 64;
-      const int fh = bh + 2 * by + 63 - y0 >= H ? H - y0 : by + 64 + bh - y0;
-      setup.stepS = stepX / W;
-      setup.stepT = stepY / fh;
-      const TextureModel blur =
-          BlurPasses(src, static_cast<float>(x0) / W, static_cast<float>(y0) / H,
-                     static_cast<float>(x0 + fw) / W, static_cast<float>(y0 + fh) / H, setup);
-      for (int y = by; y < by + bh; ++y)
-        for (int x = bx; x < bx + bw; ++x) {
-          const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
-          const MixResult m = mix(src.Linear(gx, gy),
-                                  blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
-          rgb[static_cast<size_t>(y) * W + x] = m.rgb;
-          e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
-        }
-    }
+  // Cores and their fetched rectangles as the apron walk places them.
+  const float whole[4] = {0, 0, 1, 1};
+  const ApronBlockWalk walk(W, H, texW, texH, texW, whole);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const ApronBlock b = walk.Place(run);
+    const float x0 = b.x0, y0 = b.y0, fw = b.fw, fh = b.fh;
+    setup.stepS = stepX / W;
+    setup.stepT = stepY / fh;
+    const TextureModel blur = BlurPasses(src, x0 / W, y0 / H, (x0 + fw) / W, (y0 + fh) / H, setup);
+    for (unsigned y = b.by; y < b.by + b.bh; ++y)
+      for (unsigned x = b.bx; x < b.bx + b.bw; ++x) {
+        const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
+        const MixResult m = mix(src.Linear(gx, gy),
+                                blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
+        rgb[static_cast<size_t>(y) * W + x] = m.rgb;
+        e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
+      }
+  }
   e.frame = Convert(W, H, rgb);
   return e;
 }
@@ -171,12 +164,10 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix) {
   const int W = still.width, H = still.height;
-  const float stepX = static_cast<float>(W) / texW / texW,
-              stepY = static_cast<float>(H) / texH / texH;
-  const int halfX = (static_cast<int>(std::ceil(stepX * 5 * texW)) + 1) / 2 * 2;
-  const int halfY = static_cast<int>(std::ceil(stepY * 5 * texH));
-  const int cols = static_cast<int>(std::ceil(static_cast<float>(W) / (texW - 2 * halfX)));
-  const int rows = static_cast<int>(std::ceil(static_cast<float>(H) / (texH - 2 * halfY)));
+  // Blocks, steps and overlaps as the overlap walk places them.
+  OverlapBlockWalk walk(W, H, texW, texH, allocW);
+  const float stepX = walk.StepX(), stepY = walk.StepY();
+  const int halfX = walk.HalfOverlapX(), halfY = walk.HalfOverlapY();
   setup.stepS = stepX * allocW / W;
   setup.stepT = stepY;
   // How far a kept pixel's blur reaches, in pixels of the still.
@@ -186,14 +177,9 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   Expected e;
   e.frame = Nv21(W, H);
   e.skip.assign(static_cast<size_t>(W) * H, 0);
-  int x = 0, y = 0;
-  for (int run = 0; run < cols * rows; ++run) {
-    int w = std::min(texW, W - x);
-    if (w % 32) {
-      w = (w + 31) / 32 * 32;
-      x = std::max(0, W - w);
-    }
-    const int h = std::min(texH, H - y);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run, walk.Advance()) {
+    const BlockRect placed = walk.Place();
+    const int x = placed.x, y = placed.y, w = placed.w, h = placed.h;
     // The block's texture holds the still from (x, y); its blur covers the
     // texture's valid columns and all its rows.
     const TextureModel blur =
@@ -225,12 +211,6 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
               block.uv()[static_cast<size_t>(r / 2) * w + i];
       }
     }
-    x += texW - 2 * halfX;
-    if (x >= W) {
-      x = 0;
-      y += texH - 2 * halfY;
-    }
-    if (y >= H) x = y = 0;
   }
   return e;
 }

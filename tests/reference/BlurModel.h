@@ -20,9 +20,6 @@ std::vector<float> GaussianRow(int row);
 // The sketches' fixed kernel.
 std::vector<float> SketchKernel();
 
-// (Y, V, U, A) to RGB: the constant terms of the matrix scale with A.
-Rgb YuvaToRgb(const Texel& t);
-
 struct BlurSetup {
   std::vector<float> kernel;  // 15 weights in the order uploaded
   int blurW, blurH;           // reduced buffer size

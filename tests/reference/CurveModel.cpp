@@ -5,12 +5,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "BlockWalk.h"
+
 namespace pe {
 namespace ref {
 namespace {
-
-// A source texel (Y, V, U) through the programs' YUV-to-RGB matrix.
-Rgb ToRgb(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
 
 Rgb Toned(const CurveLook& look, Rgb p, float ms, float mt) {
   const Texel c1 = look.curve.Linear(p.r, 0.f);
@@ -29,8 +28,8 @@ Rgb Whiteboard(const TextureModel& src, const TextureModel& curve, float s, floa
   const Texel cc = src.Linear(s, t);
   const float ring = src.Linear(s + dx, t + dy).r + src.Linear(s + dx, t - dy).r +
                      src.Linear(s - dx, t - dy).r + src.Linear(s - dx, t + dy).r;
-  const float y = 1.3f * cc.r - 0.075f * ring, v = cc.g - 0.5f, u = cc.b - 0.5f;
-  const float d[3] = {y + 1.402f * v, y - 0.344f * u - 0.714f * v, y + 1.772f * u};
+  const Rgb p = YuvToRgb(1.3f * cc.r - 0.075f * ring, cc.g, cc.b);
+  const float d[3] = {p.r, p.g, p.b};
   float c[3];
   for (int i = 0; i < 3; ++i)
     c[i] = curve.Linear(std::pow(std::min(1.f, std::max(0.f, d[i])), 0.7f), 0.5f).b;
@@ -99,55 +98,29 @@ Nv21 WhiteboardCapture(const TextureModel& curve, const Nv21& still, int procW, 
   const int W = still.width, H = still.height;
   std::vector<Rgb> out(static_cast<size_t>(W) * H);
   TextureModel tex(allocW, procH);
-  for (int y0 = 0; y0 < H; y0 += procH)
-    for (int x0 = 0; x0 < W; x0 += procW) {
-      const int w = (std::min(procW, W - x0) + 31) / 32 * 32, h = std::min(procH, H - y0);
-      // The block's source: the crop's share of the picture from the
-      // truncated origin (x even), width a multiple of 32; an axis the crop
-      // stretches is fetched with two pixels of border from an even pixel
-      // and read from the exact origin. Cut to the picture and the texture.
-      auto axis = [](double exact, int n, float scale, int align, int limit, int picture, bool even,
-                     int* start, int* length, float* nearOff) {
-        *start = static_cast<int>(exact);
-        if (even && *start % 2) ++*start;
-        *length = (static_cast<int>(n * scale) + align - 1) / align * align;
-        *nearOff = 0.f;
-        if (scale < 1.f) {
-          *start = std::max(0, *start - 2) & ~1;
-          *nearOff = static_cast<float>(exact - *start);
-          const int a = std::max(align, 2);
-          *length =
-              (static_cast<int>(std::ceil(*nearOff + n * static_cast<double>(scale))) + 2 + a - 1) /
-              a * a;
-        }
-        *length = std::min({*length, limit, picture - *start});
-      };
-      int sx, sw, sy, sh;
-      float s0, t0;
-      axis(static_cast<double>(W) * crop[0] + static_cast<double>(x0) * crop[2], w, crop[2], 32,
-           allocW, W, true, &sx, &sw, &s0);
-      axis(static_cast<double>(H) * crop[1] + static_cast<double>(y0) * crop[3], h, crop[3], 1,
-           procH, H, false, &sy, &sh, &t0);
-      s0 /= allocW;
-      t0 /= procH;
-      // Filled as the service expands a block: whole 16-pixel groups and row
-      // pairs, chroma rows counted from the first one, the rest of each row
-      // and the rows below repeating the last pixel and row written.
-      const int cols = sw / 16 * 16, rows = sh / 2 * 2;
-      for (int r = 0; r < procH; ++r)
-        for (int c = 0; c < allocW; ++c) {
-          const int rr = std::min(r, rows - 1), cc = std::min(c, cols - 1);
-          const int px = sx + cc, py = sy + rr;
-          const uint8_t* uv = still.uv() + static_cast<size_t>(sy / 2 + rr / 2) * W + (px & ~1);
-          tex.At(c, r) = {still.y()[static_cast<size_t>(py) * W + px] / 255.f, uv[0] / 255.f,
-                          uv[1] / 255.f, 1};
-        }
-      const float s1 = crop[2] * w / allocW, t1 = crop[3] * h / procH;
-      for (int j = 0; j < h; ++j)
-        for (int i = 0; i < w && x0 + i < W; ++i)
-          out[static_cast<size_t>(y0 + j) * W + x0 + i] = Whiteboard(
-              tex, curve, s0 + Centre(i, w) * s1, t0 + Centre(j, h) * t1, 1.f / w, 1.f / h);
-    }
+  // Blocks and their sources as the crop-aware walk places them.
+  const CropBlockWalk walk(W, H, procW, procH, allocW, crop);
+  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+    const CropBlock b = walk.Place(run);
+    const int x0 = b.out.x, y0 = b.out.y, w = b.out.w, h = b.out.h;
+    // Filled as the service expands a block: whole 16-pixel groups and row
+    // pairs, chroma rows counted from the first one, the rest of each row
+    // and the rows below repeating the last pixel and row written.
+    const int cols = b.sw / 16 * 16, rows = b.sh / 2 * 2;
+    for (int r = 0; r < procH; ++r)
+      for (int c = 0; c < allocW; ++c) {
+        const int rr = std::min(r, rows - 1), cc = std::min(c, cols - 1);
+        const int px = b.sx + cc, py = b.sy + rr;
+        const uint8_t* uv = still.uv() + static_cast<size_t>(b.sy / 2 + rr / 2) * W + (px & ~1);
+        tex.At(c, r) = {still.y()[static_cast<size_t>(py) * W + px] / 255.f, uv[0] / 255.f,
+                        uv[1] / 255.f, 1};
+      }
+    const float s0 = b.out.s0, t0 = b.out.t0, s1 = b.out.s1 - s0, t1 = b.out.t1 - t0;
+    for (int j = 0; j < h; ++j)
+      for (int i = 0; i < w && x0 + i < W; ++i)
+        out[static_cast<size_t>(y0 + j) * W + x0 + i] = Whiteboard(
+            tex, curve, s0 + Centre(i, w) * s1, t0 + Centre(j, h) * t1, 1.f / w, 1.f / h);
+  }
   return Render(W, H, [&](int x, int y) { return out[static_cast<size_t>(y) * W + x]; });
 }
 

@@ -6,14 +6,6 @@
 
 namespace pe {
 namespace ref {
-namespace {
-
-// GL's bilinear sample of 8-bit planes gives fractional levels; the matrix
-// is linear, so the float texel goes straight through it.
-Rgb Matrix(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
-
-}  // namespace
-
 void Fisheye::Map(double u, double v, double* su, double* sv) const {
   const double tx = u - cx, ty = v - cy;
   const double rr = std::hypot(tx, ty);
@@ -42,7 +34,7 @@ Nv21 Fisheye::Preview(const Nv21& frame, int allocW) const {
   return Render(w, h, [&](int x, int y) {
     double su, sv;
     Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-    return Matrix(src.Linear(static_cast<float>(su * w / allocW), static_cast<float>(sv)));
+    return ToRgb(src.Linear(static_cast<float>(su * w / allocW), static_cast<float>(sv)));
   });
 }
 
@@ -72,8 +64,8 @@ Nv21 Dots::Run(const Nv21& frame, int allocW) const {
   return Render(w, h, [&](int x, int y) {
     const double cx = std::floor((x + 0.5) / dot), cy = std::floor((y + 0.5) / dot);
     // The reduced texel is stored in 8 bits before it is enlarged.
-    const Rgb c = Quantise(Matrix(src.Linear(static_cast<float>((cx + 0.5) * dot / allocW),
-                                             static_cast<float>((cy + 0.5) * dot / h))));
+    const Rgb c = Quantise(ToRgb(src.Linear(static_cast<float>((cx + 0.5) * dot / allocW),
+                                            static_cast<float>((cy + 0.5) * dot / h))));
     const Texel m =
         mask->Linear(static_cast<float>((x + 0.5) / dot), static_cast<float>((y + 0.5) / dot));
     return Rgb{c.r * m.r, c.g * m.g, c.b * m.b};

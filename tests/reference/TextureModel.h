@@ -50,6 +50,10 @@ class TextureModel {
   std::vector<Texel> m_texels;
 };
 
+// A source texel (Y, V, U) through the effect programs' YUV-to-RGB matrix;
+// the matrix is linear, so filtered, fractional levels go straight through.
+inline Rgb ToRgb(const Texel& t) { return YuvToRgb(t.r, t.g, t.b); }
+
 // GL's linear filter of the four texels around a sample, a and b its
 // fractions across and down, with 8-bit weights and results as GPUs filter
 // 8-bit textures.

@@ -9,16 +9,13 @@
 #include <unistd.h>
 #include <utils/String8.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "LogCapture.h"
+#include "TestEnv.h"
 #include "TextureModel.h"
 #include "YuvModel.h"
 
@@ -57,55 +54,11 @@ class SharedNv21 {
   unsigned char* m_base = nullptr;
 };
 
-// An environment variable set (or, given null, unset) for a scope; the
-// platform reads it afresh where it matters.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : m_name(name) {
-    if (const char* old = std::getenv(name)) m_old = old, m_had = true;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnv() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
-
- private:
-  const char* m_name;
-  std::string m_old;
-  bool m_had = false;
-};
-
-inline std::vector<char> ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+// A point on the 1920x1080 display every test sets, as the manager maps it
+// into a side of the preview.
+inline int Mapped(int p, int side, int display) {
+  return static_cast<int>(static_cast<unsigned>(side) * static_cast<unsigned>(p) / display);
 }
-
-// A directory of files for one test, removed with it.
-class TempDir {
- public:
-  TempDir() {
-    char name[] = "/tmp/pe-test-XXXXXX";
-    m_path = mkdtemp(name) ? std::string(name) + "/" : std::string();
-  }
-  ~TempDir() {
-    for (const std::string& f : m_files) std::remove((m_path + f).c_str());
-    rmdir(m_path.c_str());
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  void Put(const std::string& file, const std::vector<char>& bytes) {
-    std::ofstream(m_path + file, std::ios::binary)
-        .write(bytes.data(), static_cast<long>(bytes.size()));
-    m_files.push_back(file);
-  }
-  // A copy of the library's own asset.
-  void Copy(const std::string& file) { Put(file, ReadFile(ref::AssetPath(file))); }
-  const char* path() const { return m_path.c_str(); }
-
- private:
-  std::string m_path;
-  std::vector<std::string> m_files;
-};
 
 // Width of the source rows the service allocates for a w-wide frame.
 inline int AllocW(int w) { return (w + 31) / 32 * 32; }

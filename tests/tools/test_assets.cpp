@@ -5,14 +5,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "TestUtil.h"
+#include "TestEnv.h"
 
 namespace {
 
@@ -67,8 +65,8 @@ std::string ParseStrict(const std::vector<uint8_t>& f, Bmp* out) {
 }
 
 std::vector<uint8_t> ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+  const std::string bytes = pe::test::ReadFile(path);
+  return {bytes.begin(), bytes.end()};
 }
 
 // The depth each loader's texture format asks for.
@@ -90,7 +88,7 @@ class GeneratedAssets : public ::testing::Test {
 
   static Bmp Load(const std::string& name) {
     Bmp b;
-    const std::string problem = ParseStrict(ReadAll(dir_->path() + "/" + name), &b);
+    const std::string problem = ParseStrict(ReadAll(dir_->File(name)), &b);
     EXPECT_EQ(problem, "") << name;
     return b;
   }
@@ -119,11 +117,11 @@ TEST_F(GeneratedAssets, EveryLoadedFileExistsInTheLayoutItsLoaderReads) {
 
 TEST_F(GeneratedAssets, TwoRunsWriteTheSameBytes) {
   pe::test::TempDir again;
-  ASSERT_EQ(pe::test::Run(std::string(PE_ASSETGEN_EXE) + " " + again.path() + "/new/dir"), 0);
+  ASSERT_EQ(pe::test::Run(std::string(PE_ASSETGEN_EXE) + " " + again.File("new/dir")), 0);
   for (const auto& [name, depth] : kLoaderDepth) {
-    const std::vector<uint8_t> a = ReadAll(dir_->path() + "/" + name);
+    const std::vector<uint8_t> a = ReadAll(dir_->File(name));
     EXPECT_FALSE(a.empty()) << name;
-    EXPECT_TRUE(a == ReadAll(again.path() + "/new/dir/" + name)) << name;
+    EXPECT_TRUE(a == ReadAll(again.File("new/dir/" + name))) << name;
   }
 }
 
