@@ -7,7 +7,7 @@
 namespace {
 
 using pe::test::Camera;
-using Bytes = std::vector<char>;
+using Bytes = std::string;
 
 // The cross curve (256 x 4, 24 bits, data at 54) with fields rewritten.
 Bytes Curve(uint32_t width, uint32_t sizeField, uint32_t offset, uint16_t bits, size_t dataBytes) {
@@ -51,7 +51,7 @@ TEST(HostileAssets, OverridesTheLoaderWouldMisreadAreRefused) {
     // The look's other files, so that only the hostile one has a line.
     for (const char* f :
          {"CurveCold.bmp", "CurveWarm.bmp", "CurveSepia.bmp", "mask_vignette_legacy.bmp"})
-      dir.Copy(f);
+      dir.Put(f, pe::test::ReadFile(pe::ref::AssetPath(f)));
     pe::test::ScopedEnv over{"POSTEFFECT_OVERRIDE_DIR", dir.path()};
     log.Clear();
     Camera cam(1);
