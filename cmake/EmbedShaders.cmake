@@ -30,12 +30,14 @@ function(pe_validate_shaders name vert frag)
     return()
   endif()
   if(V_PRELUDE)
-    set(run ${CMAKE_COMMAND} -DGLSLANG=${PE_GLSLANG} -DVERT=${vert} -DFRAG=${frag}
-        -DPRELUDE=${V_PRELUDE} -DOUT=${CMAKE_CURRENT_BINARY_DIR}/glsl/${name}.frag
-        -P ${PROJECT_SOURCE_DIR}/cmake/ValidatePrelude.cmake)
-    add_test(NAME glsl_${name} COMMAND ${run})
+    # Definitions must come before -P: cmake hands what follows to the script
+    # as arguments, and the define would silently not be checked.
+    set(defs -DGLSLANG=${PE_GLSLANG} -DVERT=${vert} -DFRAG=${frag} -DPRELUDE=${V_PRELUDE}
+        -DOUT=${CMAKE_CURRENT_BINARY_DIR}/glsl/${name}.frag)
+    set(script -P ${PROJECT_SOURCE_DIR}/cmake/ValidatePrelude.cmake)
+    add_test(NAME glsl_${name} COMMAND ${CMAKE_COMMAND} ${defs} ${script})
     foreach(d ${V_DEFINES})
-      add_test(NAME glsl_${name}_${d} COMMAND ${run} -DDEFINE=${d})
+      add_test(NAME glsl_${name}_${d} COMMAND ${CMAKE_COMMAND} ${defs} -DDEFINE=${d} ${script})
     endforeach()
     return()
   endif()
