@@ -19,8 +19,9 @@ import time
 SIZES = [(1280, 720), (1920, 1080)]
 SINGLE_PASS = ["vintage", "vignette", "dots", "contrast", "mirror", "whiteboard",
                "stylized-maple", "stylized-nash", "twotonemask-v", "twotonemask-h",
-               "splittoning-mono", "splittoning-color", "distortion"]
-BLURS = ["dof", "ts", "bloom", "sketch", "color-sketch"]
+               "splittoning-mono", "splittoning-color", "distortion", "bloom"]
+# The looks that blur in several passes; bloom is one pass.
+BLURS = ["dof", "ts", "sketch", "color-sketch"]
 GL = ("glupload ! glcolorconvert ! gleffects effect={} ! glcolorconvert ! gldownload ! "
       "video/x-raw,format=NV21")
 
