@@ -11,10 +11,6 @@ namespace fault {
 // deleted: GL names and graphics-buffer or heap memory.
 struct Live {
   int textures, fbos, programs, shaders, buffers;
-  bool operator==(const Live& o) const {
-    return textures == o.textures && fbos == o.fbos && programs == o.programs &&
-           shaders == o.shaders && buffers == o.buffers;
-  }
 };
 
 // Counts the fallible steps other threads than the caller's take from now

@@ -30,14 +30,12 @@ int Other(int effect) { return effect % 16 + 1; }
 
 // Counts one leak, and says what leaked, when live objects differ.
 int Leaked(const Live& want) {
-  const Live l = pe::fault::LiveObjects();
-  const auto str = [](const Live& v) {
-    return std::to_string(v.textures) + " textures " + std::to_string(v.fbos) + " fbos " +
-           std::to_string(v.programs) + " programs " + std::to_string(v.shaders) + " shaders " +
-           std::to_string(v.buffers) + " buffers";
+  const auto v = [](const Live& l) {
+    return std::vector<int>{l.textures, l.fbos, l.programs, l.shaders, l.buffers};
   };
-  EXPECT_TRUE(l == want) << str(l) << " live, expected " << str(want);
-  return l == want ? 0 : 1;
+  const std::vector<int> live = v(pe::fault::LiveObjects()), expected = v(want);
+  EXPECT_EQ(live, expected) << "live textures, fbos, programs, shaders, buffers";
+  return live != expected;
 }
 
 const Operation kOperations[] = {

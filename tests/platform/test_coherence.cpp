@@ -6,12 +6,12 @@
 #include <gralloc/IAllocController.h>
 #include <gtest/gtest.h>
 #include <pe/Platform.h>
+#include <sys/stat.h>
 #include <ui/GraphicBuffer.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "GlContext.h"
@@ -30,7 +30,14 @@ class Coherence : public ::testing::Test {
     m_buffer = new android::GraphicBuffer(kW, kH, android::PIXEL_FORMAT_RGBA_8888, 0x200130);
     ASSERT_EQ(m_buffer->initCheck(), 0);
     m_stride = m_buffer->getStride();
-    m_base = reinterpret_cast<uint8_t*>(m_buffer->handle()->base);
+    const private_handle_t* h = m_buffer->handle();
+    m_base = reinterpret_cast<uint8_t*>(h->base);
+    ASSERT_EQ(m_stride, 128);
+    ASSERT_EQ(m_buffer->getNativeBuffer()->width, kW);
+    struct stat st;
+    ASSERT_EQ(fstat(h->fd, &st), 0);
+    ASSERT_EQ(st.st_size, h->size);
+    ASSERT_GE(h->size, m_stride * kH * 4);
     glGenTextures(1, &m_tex);
     glBindTexture(GL_TEXTURE_2D, m_tex);
     m_image =

@@ -3,33 +3,15 @@
 #include <gtest/gtest.h>
 #include <pe/Log.h>
 #include <pe/Platform.h>
-#include <sys/stat.h>
 #include <ui/GraphicBuffer.h>
 #include <zellog.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "LogCapture.h"
 
 using android::sp;
-
-TEST(GraphicBuffer, RowsArePaddedTo32AndMemoryIsSharedAndWritable) {
-  sp<android::GraphicBuffer> buf = new android::GraphicBuffer(100, 7, 1, 0x200130);
-  ASSERT_EQ(buf->initCheck(), 0);
-  ANativeWindowBuffer* nb = buf->getNativeBuffer();
-  EXPECT_EQ(nb->width, 100);
-  EXPECT_EQ(nb->stride, 128);
-  const private_handle_t* h = buf->handle();
-  ASSERT_GE(h->fd, 0);
-  EXPECT_GE(h->size, 128 * 7 * 4);
-  struct stat st;
-  ASSERT_EQ(fstat(h->fd, &st), 0);
-  EXPECT_EQ(st.st_size, h->size);
-  std::memset(reinterpret_cast<void*>(h->base), 0xAB, 128 * 7 * 4);
-  EXPECT_EQ(reinterpret_cast<unsigned char*>(h->base)[128 * 7 * 4 - 1], 0xAB);
-}
 
 TEST(GraphicBuffer, RefusesUnknownFormatsAndAbsurdSizes) {
   const unsigned bad[][3] = {{64, 64, 0x190B}, {0, 64, 1}, {1u << 20, 1u << 20, 1}};

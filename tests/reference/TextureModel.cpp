@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
+#include <fstream>
+#include <iterator>
 
 namespace pe {
 namespace ref {
@@ -30,12 +30,8 @@ Texel Mix(const Texel& a, const Texel& b, int w) {
 }  // namespace
 
 TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
-  std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!f) return {};
-  std::vector<uint8_t> bytes;
-  uint8_t buf[4096];
-  for (size_t n; (n = std::fread(buf, 1, sizeof(buf), f.get())) > 0;)
-    bytes.insert(bytes.end(), buf, buf + n);
+  std::ifstream f(path, std::ios::binary);
+  const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(f), {});
   if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return {};
   const uint32_t offset = Le32(&bytes[10]);
   const int w = static_cast<int>(Le32(&bytes[18])), h = static_cast<int>(Le32(&bytes[22]));

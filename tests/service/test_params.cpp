@@ -115,34 +115,25 @@ INSTANTIATE_TEST_SUITE_P(
                       QuadCase{"", false, {}}, QuadCase{"garbage", false, {}},
                       QuadCase{"99999999999999999999", false, {}}));
 
-TEST(EffectParamIndex, SelectsTheKeyAndRefusesOthersUnsigned) {
+TEST(EffectParamIndex, SelectsTheKeyRefusesOthersAndSkipsNullOutputs) {
   pe::test::LogCapture log;
-  GECameraParameters p(
-      android::String8("GE-param0=0,0,0,0;GE-param1=1,1,1,1;GE-param2=2,2,2,2;GE-param3=3,3,3,3"));
-  for (int i = 0; i < 4; ++i) {
+  GECameraParameters p(android::String8("GE-param0=0,0,0,0;GE-param1=1,1,1,1;GE-param3=3,4,5,6"));
+  for (int i : {0, 1}) {
     Quad out = {-1, -1, -1, -1};
     EXPECT_TRUE(p.getGPUEffectParam(i, &out[0], &out[1], &out[2], &out[3]));
     EXPECT_EQ(out, (Quad{i, i, i, i}));
   }
-  for (int bad : {-1, 4, INT_MIN, INT_MAX}) {
+  for (int bad : {-1, 4, INT_MIN, INT_MAX, 2}) {
     Quad out = {-7, -7, -7, -7};
     EXPECT_FALSE(p.getGPUEffectParam(bad, &out[0], &out[1], &out[2], &out[3]));
     EXPECT_EQ(out, (Quad{-7, -7, -7, -7}));
-    EXPECT_TRUE(log.Contains(std::string(kParamLog) + "nIdx " + std::to_string(bad) +
-                             " out of range, return"));
+    EXPECT_TRUE(log.Contains(std::string(kParamLog) +
+                             (bad == 2 ? "leave. no key GE-param2"
+                                       : "nIdx " + std::to_string(bad) + " out of range, return")));
   }
-}
-
-TEST(EffectParamIndex, MissingKeyFailsAndNullOutputsAreSkipped) {
-  pe::test::LogCapture log;
-  GECameraParameters p(android::String8("GE-param0=5,6,7,8"));
   int b = 0, d = 0;
-  EXPECT_TRUE(p.getGPUEffectParam(0, nullptr, &b, nullptr, &d));
-  EXPECT_EQ(b, 6);
-  EXPECT_EQ(d, 8);
-  EXPECT_FALSE(p.getGPUEffectParam(2, &b, &b, &b, &b));
-  EXPECT_EQ(b, 6);
-  EXPECT_TRUE(log.Contains(std::string(kParamLog) + "leave. no key GE-param2", ""));
+  EXPECT_TRUE(p.getGPUEffectParam(3, nullptr, &b, nullptr, &d));
+  EXPECT_EQ(b * 10 + d, 46);
 }
 
 }  // namespace

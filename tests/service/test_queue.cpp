@@ -4,7 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <memory>
+#include <future>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -103,20 +103,6 @@ bool Eventually(const std::function<bool()>& done) {
   return true;
 }
 
-// A caller on its own thread; Result() joins it.
-class Caller {
- public:
-  explicit Caller(std::function<int()> call) : m_thread([this, call] { m_result = call(); }) {}
-  int Result() {
-    m_thread.join();
-    return m_result;
-  }
-
- private:
-  int m_result = -100;
-  std::thread m_thread;
-};
-
 const std::vector<int> kAllKinds = {0, 1, 2, 3, 4, 5};
 
 class Queue : public ::testing::Test {
@@ -128,16 +114,16 @@ class Queue : public ::testing::Test {
     const int entered = fx.Entered();
     for (int i = 0; i <= waiting; ++i) {
       m_callers.push_back(
-          std::make_unique<Caller>([this, i] { return fx.startPreview(101 + i, 2); }));
+          std::async(std::launch::async, [this, i] { return fx.startPreview(101 + i, 2); }));
       ASSERT_TRUE(i == 0 ? fx.WaitEntered(entered + 1)
                          : Eventually([&] { return fx.Queued() == i; }));
     }
   }
-  int Result(int i) { return m_callers[i]->Result(); }
+  int Result(int i) { return m_callers[i].get(); }
 
   pe::test::LogCapture log;
   Probe fx;
-  std::vector<std::unique_ptr<Caller>> m_callers;
+  std::vector<std::future<int>> m_callers;
 };
 
 TEST_F(Queue, TwoTasksWaitWhileOneRunsAndTheThirdCallerGets99) {
@@ -156,10 +142,10 @@ TEST_F(Queue, TwoTasksWaitWhileOneRunsAndTheThirdCallerGets99) {
 TEST_F(Queue, StopCancelsWaitingTasksAndLetsTheRunningOneFinish) {
   ASSERT_EQ(fx.start(), 0);
   ASSERT_NO_FATAL_FAILURE(HoldOneAndQueue(2));
-  Caller stopper([&] { return fx.stop(); });
+  auto stopper = std::async(std::launch::async, [&] { return fx.stop(); });
   ASSERT_TRUE(Eventually([&] { return fx.Queued() == 3; }));  // the wake-up token
   fx.Open();
-  EXPECT_EQ(stopper.Result(), 0);
+  EXPECT_EQ(stopper.get(), 0);
   EXPECT_EQ(Result(0), 101);
   EXPECT_EQ(Result(1), 1);
   EXPECT_EQ(Result(2), 1);

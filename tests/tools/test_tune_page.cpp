@@ -3,58 +3,43 @@
 // 'posteffect apply' makes from the parameter string it shows.
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <zlib.h>
 
+#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "ImageIO.h"
-
-extern char** environ;
 
 namespace pe::cli {
 namespace {
 
 using nlohmann::json;
 
-// A child process with its stdout on a pipe, ended with this object.
+// A child process, its stdout on a pipe, ended with this object; the shell
+// prints its pid and becomes the program.
 struct Child {
-  explicit Child(std::vector<std::string> args) {
-    int fds[2];
-    EXPECT_EQ(pipe(fds), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0) << args[0];
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    out = fds[0];
+  explicit Child(const std::string& command)
+      : out(popen(("echo $$; exec " + command).c_str(), "r")) {
+    pid = std::atoi(After("").c_str());
   }
   ~Child() {
-    if (pid > 0 && kill(pid, SIGTERM) == 0) waitpid(pid, nullptr, 0);
-    close(out);
+    if (pid > 0) kill(pid, SIGTERM);
+    if (out) pclose(out);
   }
   // What follows word ("on port ", "http://") to the end of its output line.
   std::string After(const std::string& word) {
-    std::string text;
-    char c;
-    pollfd p{out, POLLIN, 0};
-    while ((text.find(word) == std::string::npos || text.back() != '\n') &&
-           poll(&p, 1, 30000) == 1 && read(out, &c, 1) == 1)
-      text += c;
-    const size_t at = text.find(word);
-    return at == std::string::npos ? "" : text.substr(at + word.size());
+    char line[4096];
+    while (out && std::fgets(line, sizeof(line), out)) {
+      const std::string text = line;
+      if (text.find(word) != std::string::npos) return text.substr(text.find(word) + word.size());
+    }
+    return "";
   }
+  FILE* out;
   pid_t pid = -1;
-  int out = -1;
 };
 
 std::string Base64Decode(const std::string& in) {
@@ -71,7 +56,7 @@ std::string Base64Decode(const std::string& in) {
 
 // The tool serving the built-in chart on a free port, for both tests.
 std::string ToolUrl() {
-  static Child tool({PE_CLI_EXE, "tune", "--port", "0"});
+  static Child tool(std::string(PE_CLI_EXE) + " tune --port 0");
   static const std::string address = tool.After("http://127.0.0.1:");
   return "http://127.0.0.1:" + address.substr(0, address.find('/'));
 }
@@ -79,7 +64,7 @@ std::string ToolUrl() {
 // Driving the browser the way a user does: a click on an option, arrow keys
 // on the slider, a pointer dragging a handle.
 TEST(TunePage, ShowsWhatApplyMakesFromTheStringItShows) {
-  Child driver({"/usr/bin/chromedriver", "--port=0"});
+  Child driver("/usr/bin/chromedriver --port=0");
   const std::string port = driver.After("started successfully on port ");
   httplib::Client wd("127.0.0.1", std::atoi(port.c_str()));
   wd.set_read_timeout(120);
