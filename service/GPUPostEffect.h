@@ -138,8 +138,8 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
   int mPreviewing;
   EffectSettings mSettings;
   // Options of the camera service's interface, both on; nothing here reads them.
-  unsigned char mOption0;
-  unsigned char mOption1;
+  [[maybe_unused]] unsigned char mOption0;
+  [[maybe_unused]] unsigned char mOption1;
   bool isGEInit;
   int mCropX;
   int mCropY;
