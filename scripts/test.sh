@@ -24,7 +24,7 @@ ctest --test-dir build-tsan --output-on-failure -L threads
 echo "== libFuzzer (clang)"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DPE_BUILD_FUZZERS=ON -DPE_BUILD_TOOLS=OFF
-cmake --build build-fuzz -j"$jobs" --target fuzz_params fuzz_bmp
+cmake --build build-fuzz -j"$jobs" --target fuzz_params fuzz_bmp fuzz_api
 ctest --test-dir build-fuzz --output-on-failure -R "^fuzz_"
 
 echo "== NEON under qemu"
