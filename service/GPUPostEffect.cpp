@@ -227,7 +227,10 @@ GPUPostEffect::GPUTask* GPUPostEffect::createTask() {
 bool GPUPostEffect::put(GPUTask* task) {
   bool queued = false;
   pthread_mutex_lock(&mQueueLock);
-  if (mQueuedCount <= 1) {
+  if (mGPUThread == pthread_t() || mStop) {
+    // Nothing would ever serve it: the caller would block for good.
+    LOGE("%s: no worker thread, task kind %d refused.", __PRETTY_FUNCTION__, task->kind);
+  } else if (mQueuedCount <= 1) {
     mQueue[mQueuedCount] = task;
     if (mQueuedCount++ == 0) pthread_cond_signal(&mQueueSignal);
     queued = true;
