@@ -31,6 +31,10 @@ constexpr int kPixelFormatRgba8888 = 1;
 constexpr uint32_t kFrameBufferUsage = 0x200130;
 // The largest graphics buffer the allocator hands out.
 constexpr int kMaxPreviewSide = 16384;
+// Every preview frame is held whole several times over (graphics buffer,
+// source texture, the effect's framebuffers): beyond 16 Mpx each copy would
+// take more than 64 MiB.
+constexpr long kMaxPreviewPixels = 4096L * 4096;
 // Keeps capture width x height x 3 / 2 within an int.
 constexpr int kMaxStillSide = 32768;
 
@@ -450,7 +454,7 @@ int GPUPostEffect::doSetParameters(GPUTask* task) {
 int GPUPostEffect::doStartPreview(GPUTask* task) {
   CALL_TRACE();
   const int w = task->width, h = task->height;
-  if (!ValidFrameSize(w, h, kMaxPreviewSide)) {
+  if (!ValidFrameSize(w, h, kMaxPreviewSide) || static_cast<long>(w) * h > kMaxPreviewPixels) {
     LOGE("%s: invalid preview size %d x %d.", __func__, w, h);
     return PE_RESULT_PREVIEW_START_FAILED;
   }
