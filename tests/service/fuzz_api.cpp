@@ -105,7 +105,7 @@ class GuardedFrame {
 
 std::string Quad(Input& in) {
   std::string s;
-  for (int i = 0; i < 4; ++i) s += (i ? "," : "") + std::to_string(in.coord() * 16);
+  for (int i = 0; i < 4; ++i) s += (i ? "," : "") + std::to_string(in.coord() * 16LL);
   return s;
 }
 
