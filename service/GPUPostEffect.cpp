@@ -439,6 +439,7 @@ int GPUPostEffect::doSetParameters(GPUTask* task) {
     if (next.effect != mSettings.effect) {
       if (next.effect == kMirrorEffect) applyLandscape(next, __func__);
       mpGEMan->ChooseEffect(static_cast<unsigned>(next.effect), 0);
+      ForwardAllOnNextFrame();
     }
   } else {
     LOGD("%s: isGEInit == false: no call to ChooseEffect.", __func__);
@@ -500,7 +501,17 @@ int GPUPostEffect::internalStartPreview() {
   if (!mpGEMan->ChooseEffect(static_cast<unsigned>(mSettings.effect), 0))
     return PE_RESULT_PREVIEW_START_FAILED;
   isGEInit = true;
+  ForwardAllOnNextFrame();
   return PE_RESULT_DONE;
+}
+
+// A newly chosen effect starts from its own defaults: it gets the current
+// parameters and crop, not only those changed since the last frame (after a
+// capture the preview would otherwise lose them).
+void GPUPostEffect::ForwardAllOnNextFrame() {
+  mSettings.params0Changed = 1;
+  mSettings.params1Changed = 1;
+  mCropChanged = true;
 }
 
 int GPUPostEffect::internalStopPreview() {
@@ -540,6 +551,7 @@ int GPUPostEffect::doHandlePreview(GPUTask* task) {
   if (mpGEMan->CurrentShader() == nullptr) {
     if (task->settings.effect == kMirrorEffect) applyLandscape(task->settings, __func__);
     mpGEMan->ChooseEffect(static_cast<unsigned>(mSettings.effect), 0);
+    ForwardAllOnNextFrame();
   }
   const int* p0 = mSettings.params0;
   const int* p1 = mSettings.params1;

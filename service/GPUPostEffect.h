@@ -106,6 +106,7 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
   int doSetCrop(GPUTask* task);
   int internalStartPreview();
   int internalStopPreview();
+  void ForwardAllOnNextFrame();
   void applyLandscape(const EffectSettings& settings, const char* caller);
   int currentEffect() const;
   android::sp<android::GraphicBuffer> allocFrameBuffer() const;
