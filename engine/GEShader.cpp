@@ -69,8 +69,8 @@ bool GEShader::Init(GLTexture* src, unsigned, unsigned, unsigned, unsigned width
   TRACE("Init");
   m_pSrcTexture = src;
   m_pConverter = converter;
-  InitYUVConverter(static_cast<int>(width), static_cast<int>(height), static_cast<int>(width),
-                   static_cast<int>(height));
+  m_bConverterReady = InitYUVConverter(static_cast<int>(width), static_cast<int>(height),
+                                       static_cast<int>(width), static_cast<int>(height));
   if (m_captureMode) {
     if (const FenceApi* f = Fences()) {
       f->gen(1, &m_uFence);
@@ -122,6 +122,12 @@ void GEShader::InitCommon(const char* className, GLTexture* src, unsigned dst, u
 }
 
 bool GEShader::FinishInit() {
+  // Without its output converter an effect cannot write a frame back.
+  if (!m_bConverterReady) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] no output converter for %ux%u", "Init", m_uWidth,
+           m_uHeight);
+    return false;
+  }
   m_bInited = true;
   return true;
 }

@@ -180,6 +180,7 @@ class GEShader {
   unsigned char m_captureMode = 0;
   GLuint m_uFence = static_cast<GLuint>(-1);
   bool m_bInited = false;
+  bool m_bConverterReady = false;  // the base Init made the output converter
 
   // Converter objects.
   GLFbo* m_pYFbo = nullptr;
