@@ -185,10 +185,7 @@ class Session {
     const uint8_t mode = in.byte();
     const bool plausible = w > 0 && h > 0 && w % 2 == 0 && h % 2 == 0;
     const size_t y = plausible ? size_t(w) * size_t(h) : 0;
-    if (y / 2 * 3 + yOffset + gap > kMaxFrameBytes) {
-      if (plausible) return 0;  // a caller could hand it over; too big to fuzz
-      return Expect(m_fx->handleCapture(w, h, -1, nullptr, 0, 0));
-    }
+    if (y / 2 * 3 > kMaxFrameBytes) return 0;  // a caller could hand it over; too big to fuzz
     GuardedFrame f(yOffset + y + gap + y / 2 + 1, yOffset, y, yOffset + y + gap, y / 2, mode);
     long yo = static_cast<long>(yOffset), uvo = static_cast<long>(y + gap);
     if (mode == 0xFF) yo = -yo - 1;
