@@ -80,6 +80,7 @@ void Print(const char* when, const Figures& f) {
       "buffers %ld, programs %ld, shaders %ld, contexts %ld, surfaces %ld)\n",
       when, f.rssKb, f.fds, g.Total(), g.textures, g.framebuffers, g.renderbuffers, g.buffers,
       g.programs, g.shaders, g.contexts, g.surfaces);
+  std::fflush(stdout);  // long runs are watched through a log
 }
 
 long g_failures = 0;
