@@ -75,7 +75,7 @@ class GEManager {
   unsigned m_uDstName = 0;
   int m_nX = -1, m_nY = -1, m_nW = -1, m_nH = -1;
   int m_nDispWidth = -1, m_nDispHeight = -1;
-  bool m_bFlag = false;
+  [[maybe_unused]] bool m_bFlag = false;  // kept for the layout; read nowhere
   IYUVConverter* m_pConverter = nullptr;
   GEEffectTable m_table;
 };

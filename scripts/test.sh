@@ -18,13 +18,14 @@ LD_PRELOAD="$(pwd)/build-asan/keep_modules.so" ASAN_OPTIONS=verify_asan_link_ord
 
 echo "== TSan (threading tests)"
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DPE_SANITIZE=thread -DPE_BUILD_TOOLS=OFF
-cmake --build build-tsan -j"$jobs" --target test_service_queue
-ctest --test-dir build-tsan --output-on-failure -L threads
+cmake --build build-tsan -j"$jobs" --target test_service_queue test_many_callers
+TSAN_OPTIONS="suppressions=$(pwd)/scripts/tsan.supp" \
+  ctest --test-dir build-tsan --output-on-failure -L threads
 
 echo "== libFuzzer (clang)"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DPE_BUILD_FUZZERS=ON -DPE_BUILD_TOOLS=OFF
-cmake --build build-fuzz -j"$jobs" --target fuzz_params fuzz_bmp
+cmake --build build-fuzz -j"$jobs" --target fuzz_params fuzz_bmp fuzz_api
 ctest --test-dir build-fuzz --output-on-failure -R "^fuzz_"
 
 echo "== NEON under qemu"

@@ -31,6 +31,10 @@ constexpr int kPixelFormatRgba8888 = 1;
 constexpr uint32_t kFrameBufferUsage = 0x200130;
 // The largest graphics buffer the allocator hands out.
 constexpr int kMaxPreviewSide = 16384;
+// Every preview frame is held whole several times over (graphics buffer,
+// source texture, the effect's framebuffers): beyond 16 Mpx each copy would
+// take more than 64 MiB.
+constexpr long kMaxPreviewPixels = 4096L * 4096;
 // Keeps capture width x height x 3 / 2 within an int.
 constexpr int kMaxStillSide = 32768;
 
@@ -227,7 +231,10 @@ GPUPostEffect::GPUTask* GPUPostEffect::createTask() {
 bool GPUPostEffect::put(GPUTask* task) {
   bool queued = false;
   pthread_mutex_lock(&mQueueLock);
-  if (mQueuedCount <= 1) {
+  if (mGPUThread == pthread_t() || mStop) {
+    // Nothing would ever serve it: the caller would block for good.
+    LOGE("%s: no worker thread, task kind %d refused.", __PRETTY_FUNCTION__, task->kind);
+  } else if (mQueuedCount <= 1) {
     mQueue[mQueuedCount] = task;
     if (mQueuedCount++ == 0) pthread_cond_signal(&mQueueSignal);
     queued = true;
@@ -432,6 +439,7 @@ int GPUPostEffect::doSetParameters(GPUTask* task) {
     if (next.effect != mSettings.effect) {
       if (next.effect == kMirrorEffect) applyLandscape(next, __func__);
       mpGEMan->ChooseEffect(static_cast<unsigned>(next.effect), 0);
+      ForwardAllOnNextFrame();
     }
   } else {
     LOGD("%s: isGEInit == false: no call to ChooseEffect.", __func__);
@@ -447,7 +455,7 @@ int GPUPostEffect::doSetParameters(GPUTask* task) {
 int GPUPostEffect::doStartPreview(GPUTask* task) {
   CALL_TRACE();
   const int w = task->width, h = task->height;
-  if (!ValidFrameSize(w, h, kMaxPreviewSide)) {
+  if (!ValidFrameSize(w, h, kMaxPreviewSide) || static_cast<long>(w) * h > kMaxPreviewPixels) {
     LOGE("%s: invalid preview size %d x %d.", __func__, w, h);
     return PE_RESULT_PREVIEW_START_FAILED;
   }
@@ -493,7 +501,17 @@ int GPUPostEffect::internalStartPreview() {
   if (!mpGEMan->ChooseEffect(static_cast<unsigned>(mSettings.effect), 0))
     return PE_RESULT_PREVIEW_START_FAILED;
   isGEInit = true;
+  ForwardAllOnNextFrame();
   return PE_RESULT_DONE;
+}
+
+// A newly chosen effect starts from its own defaults: it gets the current
+// parameters and crop, not only those changed since the last frame (after a
+// capture the preview would otherwise lose them).
+void GPUPostEffect::ForwardAllOnNextFrame() {
+  mSettings.params0Changed = 1;
+  mSettings.params1Changed = 1;
+  mCropChanged = true;
 }
 
 int GPUPostEffect::internalStopPreview() {
@@ -533,6 +551,7 @@ int GPUPostEffect::doHandlePreview(GPUTask* task) {
   if (mpGEMan->CurrentShader() == nullptr) {
     if (task->settings.effect == kMirrorEffect) applyLandscape(task->settings, __func__);
     mpGEMan->ChooseEffect(static_cast<unsigned>(mSettings.effect), 0);
+    ForwardAllOnNextFrame();
   }
   const int* p0 = mSettings.params0;
   const int* p1 = mSettings.params1;

@@ -106,6 +106,7 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
   int doSetCrop(GPUTask* task);
   int internalStartPreview();
   int internalStopPreview();
+  void ForwardAllOnNextFrame();
   void applyLandscape(const EffectSettings& settings, const char* caller);
   int currentEffect() const;
   android::sp<android::GraphicBuffer> allocFrameBuffer() const;
@@ -138,8 +139,8 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
   int mPreviewing;
   EffectSettings mSettings;
   // Options of the camera service's interface, both on; nothing here reads them.
-  unsigned char mOption0;
-  unsigned char mOption1;
+  [[maybe_unused]] unsigned char mOption0;
+  [[maybe_unused]] unsigned char mOption1;
   bool isGEInit;
   int mCropX;
   int mCropY;

@@ -3,7 +3,6 @@
 // run. Prints medians.
 
 #include <GLES2/gl2.h>
-#include <binder/MemoryHeapBase.h>
 #include <pe/Platform.h>
 #include <posteffect/PostEffect.h>
 #include <utils/String8.h>
@@ -15,6 +14,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "BenchFrame.h"
 
 namespace {
 
@@ -29,24 +30,8 @@ double Median(std::vector<double> v) {
   return v.empty() ? 0 : v[v.size() / 2];
 }
 
-struct SharedFrame {
-  android::sp<android::MemoryHeapBase> heap;
-  int fd;
-  unsigned char* base;
-  explicit SharedFrame(size_t bytes) : heap(new android::MemoryHeapBase(bytes, 0, "bench-frame")) {
-    fd = heap->getHeapID();
-    if (fd < 0) std::abort();
-    base = static_cast<unsigned char*>(heap->getBase());
-    for (size_t i = 0; i < bytes; ++i) base[i] = static_cast<unsigned char>(i * 7 + (i >> 10));
-  }
-};
-
-// The "GPU-effect" character of an effect number: digits, then B to J.
-std::string EffectParam(int effect) {
-  const char c =
-      effect < 10 ? static_cast<char>('0' + effect) : static_cast<char>('B' + effect - 10);
-  return std::string("GPU-effect=") + c;
-}
+using pe::bench::EffectParam;
+using pe::bench::SharedFrame;
 
 // Median ms per preview frame; negative when the library refuses the effect.
 double PreviewMs(int effect, int w, int h, int frames) {

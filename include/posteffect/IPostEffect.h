@@ -12,7 +12,7 @@ enum PostEffectResult {
   PE_RESULT_CANCELLED = 1,
   PE_RESULT_PREVIEW_START_FAILED = 2,
   PE_RESULT_CAPTURE_FAILED = 3,
-  PE_RESULT_QUEUE_FULL = 99,
+  PE_RESULT_QUEUE_FULL = 99,  // also: no worker runs (before start, after stop)
   PE_RESULT_NOT_PREVIEWING = -1,
 };
 
