@@ -193,13 +193,19 @@ bool WriteJpeg(std::FILE* out, const RgbImage& image, int quality, std::string* 
   return ok;
 }
 
-bool WritePng(std::FILE* out, const RgbImage& image, std::string* error) {
+// libpng's simplified writer set up for an 8-bit RGB picture.
+static png_image PngFor(const RgbImage& image) {
   png_image png;
   std::memset(&png, 0, sizeof png);
   png.version = PNG_IMAGE_VERSION;
   png.width = static_cast<png_uint_32>(image.width);
   png.height = static_cast<png_uint_32>(image.height);
   png.format = PNG_FORMAT_RGB;
+  return png;
+}
+
+bool WritePng(std::FILE* out, const RgbImage& image, std::string* error) {
+  png_image png = PngFor(image);
   if (!png_image_write_to_stdio(&png, out, 0, image.rgb.data(), 0, nullptr)) {
     *error = std::string("PNG encoding failed: ") + png.message;
     png_image_free(&png);
@@ -209,12 +215,7 @@ bool WritePng(std::FILE* out, const RgbImage& image, std::string* error) {
 }
 
 bool EncodePng(const RgbImage& image, bool fast, std::vector<uint8_t>* bytes, std::string* error) {
-  png_image png;
-  std::memset(&png, 0, sizeof png);
-  png.version = PNG_IMAGE_VERSION;
-  png.width = static_cast<png_uint_32>(image.width);
-  png.height = static_cast<png_uint_32>(image.height);
-  png.format = PNG_FORMAT_RGB;
+  png_image png = PngFor(image);
   if (fast) png.flags |= PNG_IMAGE_FLAG_FAST;
   png_alloc_size_t size = 0;
   bool ok = png_image_write_get_memory_size(png, size, 0, image.rgb.data(), 0, nullptr);
