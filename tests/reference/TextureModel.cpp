@@ -35,7 +35,7 @@ TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
   if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return {};
   const uint32_t offset = Le32(&bytes[10]);
   const int w = static_cast<int>(Le32(&bytes[18])), h = static_cast<int>(Le32(&bytes[22]));
-  const int bpp = kind == kLuminance ? 1 : kind == kRgb565 ? 2 : kind == kRgb ? 3 : 4;
+  const int bpp = kind == kLuminance ? 1 : kind == kRgb565 ? 2 : 3;
   if (w <= 0 || h <= 0 || offset + static_cast<size_t>(w) * h * bpp > bytes.size()) return {};
   TextureModel t(w, h);
   for (int y = 0; y < h; ++y)
@@ -53,9 +53,6 @@ TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
         }
         case kRgb:
           o = {p[0] / 255.f, p[1] / 255.f, p[2] / 255.f, 1};
-          break;
-        case kRgba:
-          o = {p[0] / 255.f, p[1] / 255.f, p[2] / 255.f, p[3] / 255.f};
           break;
       }
     }
@@ -77,16 +74,6 @@ TextureModel TextureModel::FromFrame(const Nv21& frame, int allocW) {
 int TextureModel::Wrap(int i, int n) const {
   if (repeat) return ((i % n) + n) % n;
   return std::min(std::max(i, 0), n - 1);
-}
-
-Texel TextureModel::Nearest(float s, float t) const {
-  if (repeat) {
-    s -= std::floor(s);
-    t -= std::floor(t);
-  }
-  const int x = Wrap(static_cast<int>(std::floor(s * m_w)), m_w);
-  const int y = Wrap(static_cast<int>(std::floor(t * m_h)), m_h);
-  return At(x, y);
 }
 
 Texel TextureModel::Linear(float s, float t) const {

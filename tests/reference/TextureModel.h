@@ -20,7 +20,7 @@ struct Texel {
 
 class TextureModel {
  public:
-  enum Kind { kLuminance, kRgb, kRgb565, kRgba };
+  enum Kind { kLuminance, kRgb, kRgb565 };
 
   TextureModel() = default;
   TextureModel(int w, int h) : m_w(w), m_h(h), m_texels(static_cast<size_t>(w) * h) {}
@@ -40,7 +40,6 @@ class TextureModel {
   Texel& At(int x, int y) { return m_texels[static_cast<size_t>(y) * m_w + x]; }
   const Texel& At(int x, int y) const { return m_texels[static_cast<size_t>(y) * m_w + x]; }
 
-  Texel Nearest(float s, float t) const;
   Texel Linear(float s, float t) const;
   bool repeat = false;
 
