@@ -37,6 +37,7 @@ GST_DEBUG_CATEGORY_STATIC(gst_post_effect_debug);
 
 using pe::cli::Crop;
 using pe::cli::Quad;
+using pe::cli::QuadText;
 using pe::cli::Size;
 
 namespace {
@@ -134,29 +135,6 @@ GType ModeEnumType() {
   if (g_once_init_enter(&type))
     g_once_init_leave(&type, g_enum_register_static("GstPostEffectMode", kValues));
   return static_cast<GType>(type);
-}
-
-std::string QuadText(const Quad& q) {
-  return std::to_string(q[0]) + "," + std::to_string(q[1]) + "," + std::to_string(q[2]) + "," +
-         std::to_string(q[3]);
-}
-
-bool ParseQuad(const std::string& text, Quad* q) {
-  std::vector<int> v;
-  if (!pe::cli::ParseIntList(text, 4, 4, &v)) return false;
-  std::copy(v.begin(), v.end(), q->begin());
-  return true;
-}
-
-bool ParseCrop(const std::string& text, Crop* crop) {
-  Quad q;
-  if (text.empty()) {
-    *crop = Crop{};
-    return true;
-  }
-  if (!ParseQuad(text, &q) || q[0] < 0 || q[1] < 0 || q[2] <= 0 || q[3] <= 0) return false;
-  *crop = Crop{q[0], q[1], q[2], q[3]};
-  return true;
 }
 
 // The smallest display coordinate the library maps back onto pixel p of a
@@ -400,7 +378,7 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
       Quad parsed;
       if (str.empty())
         has = false;
-      else if (ParseQuad(str, &parsed))
+      else if (pe::cli::ParseQuad(str, 4, &parsed))
         has = true, q = parsed;
       else
         Refuse(self, pspec->name, text, "expected four integers \"a,b,c,d\"",
@@ -408,7 +386,9 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
       break;
     }
     case PROP_CROP:
-      if (!ParseCrop(str, &s.crop))
+      if (str.empty())
+        s.crop = Crop{};
+      else if (!pe::cli::ParseCrop(str, &s.crop))
         Refuse(self, "crop", text, "expected \"x,y,w,h\" with a positive size",
                s.crop.w > 0 ? QuadText({s.crop.x, s.crop.y, s.crop.w, s.crop.h}) : "");
       break;

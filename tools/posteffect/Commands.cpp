@@ -107,33 +107,28 @@ bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string
     *error = "unknown effect '" + name + "' (see 'posteffect list')";
     return false;
   }
-  std::vector<int> v;
   if (parsed.Has("--param0")) {
     const std::string& text = parsed.values.at("--param0");
-    if (!ParseIntList(text, 1, 4, &v)) {
+    if (!ParseQuad(text, 1, &fx->param0)) {
       *error = "--param0: expected 1 to 4 comma-separated integers, got '" + text + "'";
       return false;
     }
-    fx->param0 = {0, 0, 0, 0};
-    std::copy(v.begin(), v.end(), fx->param0.begin());
     fx->hasParam0 = true;
   }
   if (parsed.Has("--param1")) {
     const std::string& text = parsed.values.at("--param1");
-    if (!ParseIntList(text, 4, 4, &v)) {
+    if (!ParseQuad(text, 4, &fx->param1)) {
       *error = "--param1: expected four comma-separated integers x0,y0,x1,y1, got '" + text + "'";
       return false;
     }
-    std::copy(v.begin(), v.end(), fx->param1.begin());
     fx->hasParam1 = true;
   }
   if (parsed.Has("--crop")) {
     const std::string& text = parsed.values.at("--crop");
-    if (!ParseIntList(text, 4, 4, &v) || v[0] < 0 || v[1] < 0 || v[2] <= 0 || v[3] <= 0) {
+    if (!ParseCrop(text, &fx->crop)) {
       *error = "--crop: expected x,y,w,h with x, y from 0 and w, h above 0, got '" + text + "'";
       return false;
     }
-    fx->crop = Crop{v[0], v[1], v[2], v[3]};
     fx->hasCrop = true;
   }
   return true;

@@ -59,6 +59,26 @@ bool ParseIntList(const std::string& text, size_t minCount, size_t maxCount,
   return true;
 }
 
+bool ParseQuad(const std::string& text, size_t minCount, Quad* q) {
+  std::vector<int> v;
+  if (!ParseIntList(text, minCount, 4, &v)) return false;
+  *q = Quad{0, 0, 0, 0};
+  std::copy(v.begin(), v.end(), q->begin());
+  return true;
+}
+
+bool ParseCrop(const std::string& text, Crop* crop) {
+  Quad q;
+  if (!ParseQuad(text, 4, &q) || q[0] < 0 || q[1] < 0 || q[2] <= 0 || q[3] <= 0) return false;
+  *crop = Crop{q[0], q[1], q[2], q[3]};
+  return true;
+}
+
+std::string QuadText(const Quad& q) {
+  return std::to_string(q[0]) + "," + std::to_string(q[1]) + "," + std::to_string(q[2]) + "," +
+         std::to_string(q[3]);
+}
+
 bool ParseArgs(const std::vector<std::string>& args, const std::vector<OptionDef>& defs,
                ParsedArgs* parsed, std::string* error) {
   ParsedArgs result;

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Effects.h"
+
 namespace pe::cli {
 
 struct Size {
@@ -17,6 +19,18 @@ bool ParseSize(const std::string& text, Size* size);
 // Comma-separated decimal integers, between minCount and maxCount of them,
 // no blanks, no empty fields.
 bool ParseIntList(const std::string& text, size_t minCount, size_t maxCount, std::vector<int>* out);
+
+// A zero size means no crop is handed to the library.
+struct Crop {
+  int x = 0, y = 0, w = 0, h = 0;
+};
+
+// minCount to four such integers; the values not given are 0.
+bool ParseQuad(const std::string& text, size_t minCount, Quad* q);
+// "x,y,w,h" with x, y from 0 and w, h above 0.
+bool ParseCrop(const std::string& text, Crop* crop);
+// "a,b,c,d", as the camera parameters carry a quadruple.
+std::string QuadText(const Quad& q);
 
 struct OptionDef {
   const char* name;  // with the leading "--"

@@ -5,7 +5,6 @@
 #include <utils/String8.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace pe::cli {
@@ -25,11 +24,8 @@ bool SharedHeap::Create(size_t slotBytes, int slots, std::string* error) {
 }
 
 std::string ParameterString(const EffectRequest& r) {
-  char buf[256];
-  std::snprintf(buf, sizeof buf, "GPU-effect=%c;GE-param0=%d,%d,%d,%d;GE-param1=%d,%d,%d,%d",
-                r.effect->code, r.param0[0], r.param0[1], r.param0[2], r.param0[3], r.param1[0],
-                r.param1[1], r.param1[2], r.param1[3]);
-  return buf;
+  return std::string("GPU-effect=") + r.effect->code + ";GE-param0=" + QuadText(r.param0) +
+         ";GE-param1=" + QuadText(r.param1);
 }
 
 std::string DescribeResult(int code) {

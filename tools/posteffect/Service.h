@@ -39,11 +39,6 @@ class SharedHeap {
   int slots_ = 0;
 };
 
-// A zero size means no crop is handed to the library.
-struct Crop {
-  int x = 0, y = 0, w = 0, h = 0;
-};
-
 struct EffectRequest {
   const EffectInfo* effect = nullptr;
   Quad param0{};

@@ -63,22 +63,21 @@ const EffectInfo* CheckEffect(const std::string& text, Refusal* r) {
 }
 
 bool CheckParam0(const std::string& text, const EffectInfo& e, Quad* out, Refusal* r) {
-  std::vector<int> v;
-  if (!ParseIntList(text, 1, 4, &v))
+  Quad q;
+  if (!ParseQuad(text, 1, &q))
     return Refuse(r, "param0: expected 1 to 4 comma-separated integers, got " + Shown(text));
-  for (int x : v)
+  for (int x : q)
     if (x < e.param0Min || x > e.param0Max)
       return Refuse(r, "param0: " + std::to_string(x) + " is outside " +
                            std::to_string(e.param0Min) + ".." + std::to_string(e.param0Max) +
                            " for " + e.name);
-  *out = Quad{0, 0, 0, 0};
-  std::copy(v.begin(), v.end(), out->begin());
+  *out = q;
   return true;
 }
 
 bool CheckParam1(const std::string& text, Quad* out, Refusal* r) {
-  std::vector<int> v;
-  if (!ParseIntList(text, 4, 4, &v))
+  Quad v;
+  if (!ParseQuad(text, 4, &v))
     return Refuse(r,
                   "param1: expected four comma-separated integers x0,y0,x1,y1, got " + Shown(text));
   int dw = 0, dh = 0;
@@ -87,21 +86,21 @@ bool CheckParam1(const std::string& text, Quad* out, Refusal* r) {
     if (v[i] < 0 || v[i] > dw || v[i + 1] < 0 || v[i + 1] > dh)
       return Refuse(r, "param1: point " + std::to_string(v[i]) + "," + std::to_string(v[i + 1]) +
                            " is outside the " + SizeText(dw, dh) + " display");
-  std::copy(v.begin(), v.end(), out->begin());
+  *out = v;
   return true;
 }
 
 bool CheckCrop(const std::string& text, int width, int height, Crop* out, Refusal* r) {
   *out = Crop{};
   if (text.empty()) return true;
-  std::vector<int> v;
-  if (!ParseIntList(text, 4, 4, &v) || v[0] < 0 || v[1] < 0 || v[2] <= 0 || v[3] <= 0)
+  Crop c;
+  if (!ParseCrop(text, &c))
     return Refuse(r,
                   "crop: expected x,y,w,h with x, y from 0 and w, h above 0, got " + Shown(text));
-  if (static_cast<long>(v[0]) + v[2] > width || static_cast<long>(v[1]) + v[3] > height)
+  if (static_cast<long>(c.x) + c.w > width || static_cast<long>(c.y) + c.h > height)
     return Refuse(r,
                   "crop: " + text + " reaches outside the " + SizeText(width, height) + " picture");
-  *out = Crop{v[0], v[1], v[2], v[3]};
+  *out = c;
   return true;
 }
 
