@@ -9,17 +9,19 @@
 
 namespace {
 
-// How many placed blocks hold each pixel of a W x H still.
+// How many placed blocks hold each pixel of a W x H still; blocks must lie inside it.
 struct Cover {
-  Cover(unsigned W, unsigned H) : w(W), n(static_cast<size_t>(W) * H) {}
+  Cover(unsigned W, unsigned H) : w(W), h(H), n(static_cast<size_t>(W) * H) {}
   void Add(unsigned x, unsigned y, unsigned bw, unsigned bh) {
+    ASSERT_LE(x + bw, w);
+    ASSERT_LE(y + bh, h);
     for (unsigned j = y; j < y + bh; ++j)
       for (unsigned i = x; i < x + bw; ++i) ++n[static_cast<size_t>(j) * w + i];
   }
   bool Once() const {
     return std::all_of(n.begin(), n.end(), [](unsigned char c) { return c == 1; });
   }
-  unsigned w;
+  unsigned w, h;
   std::vector<unsigned char> n;
 };
 
@@ -37,6 +39,8 @@ std::vector<pe::BlockRect> Walk(unsigned W, unsigned H, unsigned pw, unsigned ph
   return out;
 }
 
+auto Rect(const pe::BlockRect& b) { return std::make_tuple(b.x, b.y, b.w, b.h); }
+
 TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
   const struct {
     unsigned W, H, pw, ph, runs, index, x, y, w, h;
@@ -47,11 +51,9 @@ TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
       {1380, 720, 1280, 720, 2, 1, 1252, 0, 128, 720},
       // Narrower than one rounded block: from 0, callers clip the copy.
       {100, 50, 1280, 720, 1, 0, 0, 0, 128, 50},
-      {4000, 3000, 1280, 720, 20, 3, 3840, 0, 160, 720},
       {4000, 3000, 1280, 720, 20, 19, 3840, 2880, 160, 120},
-      // A 720-wide source: the full-width block is widened to 736 and moved
-      // to the right edge, the row continues from there (3984 + 720 > 4000:
-      // 16 columns, rounded), and past the bottom the walk wraps to the top.
+      // A 720-wide block is widened to 736 and moved to the right edge, the
+      // row goes on from there, and past the bottom the walk wraps to the top.
       {4000, 960, 720, 480, 12, 0, 3264, 0, 736, 480},
       {4000, 960, 720, 480, 12, 1, 3968, 0, 32, 480},
       {4000, 960, 720, 480, 12, 2, 3264, 480, 736, 480},
@@ -61,85 +63,57 @@ TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
     SCOPED_TRACE(testing::Message() << c.W << "x" << c.H << " block " << c.index);
     const auto blocks = Walk(c.W, c.H, c.pw, c.ph);
     ASSERT_EQ(blocks.size(), c.runs);
-    const pe::BlockRect& b = blocks[c.index];
-    EXPECT_EQ(std::make_tuple(b.x, b.y, b.w, b.h), std::make_tuple(c.x, c.y, c.w, c.h));
+    EXPECT_EQ(Rect(blocks[c.index]), std::make_tuple(c.x, c.y, c.w, c.h));
   }
-}
-
-TEST(BlockWalk, FourThousandByThreeThousandInPreviewBlocksCoversEveryPixelOnce) {
   Cover cover(4000, 3000);
   for (const auto& b : Walk(4000, 3000, 1280, 720)) {
-    ASSERT_LE(b.x + b.w, 4000u);
-    ASSERT_LE(b.y + b.h, 3000u);
     EXPECT_EQ(b.w % 32, 0u);
     cover.Add(b.x, b.y, b.w, b.h);
   }
   EXPECT_TRUE(cover.Once());
 }
 
-TEST(BlockWalk, OverlapsStepByTheSourceLessTheOverlap) {
-  pe::BlockWalk walk(2000, 1000, 640, 480, 640, 64, 32);
-  EXPECT_EQ(walk.MaxRuns(), 4u * 3u);
-  walk.Place();
-  walk.Advance();
-  EXPECT_EQ(walk.StartX(), 576u);
-  walk.Advance();
-  walk.Advance();
-  walk.Advance();  // 2304 >= 2000: next row
-  EXPECT_EQ(walk.StartX(), 0u);
-  EXPECT_EQ(walk.StartY(), 448u);
-}
-
 TEST(CropBlockWalk, FullCropKeepsBlocksInPlaceAndCutsSourcesToThePicture) {
   const float full[4] = {0, 0, 1, 1};
   pe::CropBlockWalk walk(4000, 1000, 720, 480, 736, full);
   ASSERT_EQ(walk.MaxRuns(), 6u * 3u);
-  const pe::CropBlock first = walk.Place(0);
-  // Rounded up, not moved back.
+  // Rounded up, not moved back; the last column reaches past the picture and
+  // its source is cut at the picture's edge.
+  const pe::CropBlock first = walk.Place(0), last = walk.Place(5), bottom = walk.Place(17);
   EXPECT_EQ(std::make_tuple(first.out.x, first.out.w, first.sx, first.sw),
             std::make_tuple(0u, 736u, 0u, 736u));
   EXPECT_FLOAT_EQ(first.out.s1, 1.f);
-  // The last column starts at its own x0 and reaches past the picture; its
-  // source is cut at the picture's edge.
-  const pe::CropBlock last = walk.Place(5);
   EXPECT_EQ(std::make_tuple(last.out.x, last.out.w, last.sx, last.sw),
             std::make_tuple(3600u, 416u, 3600u, 400u));
-  const pe::CropBlock bottom = walk.Place(17);
   EXPECT_EQ(std::make_tuple(bottom.out.y, bottom.out.h, bottom.sh),
             std::make_tuple(960u, 40u, 40u));
   EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
 }
 
-TEST(CropBlockWalk, HalfCropReadsHalfTheSourceWithABorderAndNoTruncation) {
+TEST(CropBlockWalk, StretchedSourcesKeepABorderAndNoCropFetchesOutside) {
   const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
-  pe::CropBlockWalk walk(2560, 1440, 1280, 720, 1280, half);
-  const pe::CropBlock b = walk.Place(3);  // second row, second column
+  const pe::CropBlock b = pe::CropBlockWalk(2560, 1440, 1280, 720, 1280, half).Place(3);
   EXPECT_EQ(std::make_tuple(b.out.x, b.out.y), std::make_tuple(1280u, 720u));
-  // A border of two pixels before and after the crop's source, so bilinear
-  // reads at the block's edges find real pixels; widths in whole groups of
-  // 32 (what the copy routine fills exactly), heights in row pairs.
+  // Two pixels of border each side for bilinear reads; widths in whole
+  // groups of 32 (what the copy routine fills), heights in row pairs.
   EXPECT_EQ(std::make_tuple(b.sx, b.sy, b.sw, b.sh),
             std::make_tuple(640u + 640u - 2u, 360u + 360u - 2u, 672u, 364u));
   EXPECT_FLOAT_EQ(b.out.s0, 2.f / 1280);
   EXPECT_FLOAT_EQ(b.out.s1, 2.f / 1280 + 0.5f);
   EXPECT_FLOAT_EQ(b.out.t0, 2.f / 720);
   EXPECT_FLOAT_EQ(b.out.t1, 2.f / 720 + 0.5f);
-  // A crop origin between pixels: the fetch starts at an even column and the
+  // An origin between pixels: the fetch starts on an even pixel and the
   // block's coordinates carry the exact position, so blocks join smoothly.
   const float odd[4] = {0.3f, 0, 0.5f, 1};
   const pe::CropBlock o = pe::CropBlockWalk(1282, 720, 1280, 720, 1280, odd).Place(0);
-  EXPECT_EQ(o.sx % 2, 0u);
-  EXPECT_EQ(o.sy % 2, 0u);
+  EXPECT_EQ(o.sx % 2 + o.sy % 2, 0u);
   EXPECT_NEAR(o.sx + o.out.s0 * 1280, 1282 * 0.3, 1e-3);
-}
-
-TEST(CropBlockWalk, CropsBeyondThePictureOrTheBufferNeverYieldAnOutsideRectangle) {
-  const float beyond[4] = {1.5f, 0, 1, 1};
+  // Crops past the picture or wider than the buffer never fetch outside.
+  const float beyond[4] = {1.5f, 0, 1, 1}, wide[4] = {0, 0, 4, 4};
   EXPECT_FALSE(pe::CropBlockWalk(1280, 720, 1280, 720, 1280, beyond).Place(0).HasSource());
-  const float wide[4] = {0, 0, 4, 4};  // would need a source four times the buffer
-  const pe::CropBlock b = pe::CropBlockWalk(5120, 2880, 1280, 720, 1280, wide).Place(0);
-  EXPECT_LE(b.sw, 1280u);
-  EXPECT_LE(b.sh, 720u);
+  const pe::CropBlock w = pe::CropBlockWalk(5120, 2880, 1280, 720, 1280, wide).Place(0);
+  EXPECT_LE(w.sw, 1280u);
+  EXPECT_LE(w.sh, 720u);
 }
 
 class DotGridWalkCover : public ::testing::TestWithParam<std::tuple<unsigned, unsigned, double>> {};
@@ -156,8 +130,7 @@ TEST_P(DotGridWalkCover, EachDotIsReadFromItsCentreInsideTheFetch) {
   auto reads = [s](unsigned first, unsigned count, unsigned from, unsigned len, unsigned size) {
     for (unsigned k = first; k < first + count; ++k) {
       const double lo = std::floor((k + 0.5) * s - 0.5);
-      if (lo < from && lo >= 0) return false;
-      if (lo + 1 >= from + len && from + len < size) return false;
+      if ((lo < from && lo >= 0) || (lo + 1 >= from + len && from + len < size)) return false;
     }
     return true;
   };
@@ -168,14 +141,9 @@ TEST_P(DotGridWalkCover, EachDotIsReadFromItsCentreInsideTheFetch) {
     ASSERT_LE(b.fx + b.fw, W);
     ASSERT_LE(b.fy + b.fh, H);
     ASSERT_TRUE(b.fw % 32 == 0 || b.fw == W) << b.fw;
-    ASSERT_LE(b.fw, n);
-    ASSERT_LE(b.fh, n);
-    ASSERT_LE(b.cellsW, n);
-    ASSERT_LE(b.cellsH, n);
+    ASSERT_LE(std::max({b.fw, b.fh, b.cellsW, b.cellsH}), n);
     ASSERT_TRUE(reads(b.cellX, b.cellsW, b.fx, b.fw, W)) << "block " << run;
     ASSERT_TRUE(reads(b.cellY, b.cellsH, b.fy, b.fh, H)) << "block " << run;
-    ASSERT_LE(b.x + b.w, W);
-    ASSERT_LE(b.y + b.h, H);
     cover.Add(b.x, b.y, b.w, b.h);
   }
   EXPECT_TRUE(cover.Once());
@@ -200,15 +168,12 @@ const float kWhole[4] = {0, 0, 1, 1};
 
 TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
   pe::ApronBlockWalk walk(4000, 3000, 1280, 720, 1280, kWhole);
-  ASSERT_TRUE(walk.Valid());
   ASSERT_EQ(walk.MaxRuns(), 24u);  // cores of 1088 x 528: 4 columns x 6 rows
   EXPECT_FLOAT_EQ(walk.StepX(), 4000.f / 1280 / 1088);
   EXPECT_FLOAT_EQ(walk.StepY(), 3000.f / 720 / 528);
   Cover cover(4000, 3000);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     const pe::ApronBlock b = walk.Place(run);
-    ASSERT_LE(b.bx + b.bw, 4000u);
-    ASSERT_LE(b.by + b.bh, 3000u);
     cover.Add(b.bx, b.by, b.bw, b.bh);
     // The fetch fits the source and the still, starts on a multiple of 32
     // and holds the core with 64 pixels around it where the picture has them.
@@ -225,22 +190,18 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
     EXPECT_GE(b.fh - b.top - b.coreH, std::min(3000 - b.by - b.bh, 64u));
   }
   EXPECT_TRUE(cover.Once());
-
   const pe::ApronBlock second = walk.Place(1);  // x rounded down to 32, width to 32
   EXPECT_EQ(std::make_tuple(second.x0, second.left, second.fw), std::make_tuple(1024u, 64u, 1216u));
   const pe::ApronBlock last = walk.Place(23);  // cut by the picture's corner
   EXPECT_EQ(std::make_tuple(last.bw, last.bh, last.fw, last.fh),
             std::make_tuple(736u, 360u, 4000u - 3200u, 3000u - 2576u));
-}
 
-TEST(ApronBlockWalk, NoRoomForTheApronOrAWildCropIsHandled) {
+  // No room for the apron; a crop that is no fraction of the picture places as the whole.
   EXPECT_FALSE(pe::ApronBlockWalk(4000, 3000, 176, 144, 192, kWhole).Valid());
   EXPECT_EQ(pe::ApronBlockWalk(4000, 3000, 192, 480, 192, kWhole).MaxRuns(), 0u);
-  // A caller's crop that is no fraction of the picture places as the whole.
   const float wild[4] = {0.f, -3.f, 1e30f, NAN};
   const pe::ApronBlock b = pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, wild).Place(5);
-  EXPECT_EQ(b.x0, pe::ApronBlockWalk(4000, 3000, 1280, 720, 1280, kWhole).Place(5).x0);
-  EXPECT_EQ(b.coreH, 528u);
+  EXPECT_EQ(std::make_tuple(b.x0, b.coreH), std::make_tuple(walk.Place(5).x0, 528u));
 }
 
 TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
@@ -254,11 +215,10 @@ TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
     blocks.push_back(walk.Place());
     walk.Advance();
   }
-  EXPECT_EQ(std::make_tuple(blocks[1].x, blocks[3].x, blocks[3].w),
-            std::make_tuple(1248u, 3744u, 256u));
-  EXPECT_EQ(std::make_tuple(blocks[4].y, blocks[19].y, blocks[19].h),
-            std::make_tuple(678u, 2712u, 288u));
-
+  EXPECT_EQ(Rect(blocks[1]), std::make_tuple(1248u, 0u, 1280u, 720u));
+  EXPECT_EQ(Rect(blocks[3]), std::make_tuple(3744u, 0u, 256u, 720u));
+  EXPECT_EQ(Rect(blocks[4]), std::make_tuple(0u, 678u, 1280u, 720u));
+  EXPECT_EQ(Rect(blocks[19]), std::make_tuple(3744u, 2712u, 256u, 288u));
   // ceil(5 x 2.9) = 15 across is rounded up to 16; 15 down is kept.
   pe::OverlapBlockWalk odd(3712, 2160, 1280, 720, 1280);
   EXPECT_EQ(odd.HalfOverlapX(), 16);

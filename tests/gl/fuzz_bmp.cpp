@@ -1,22 +1,22 @@
 // Arbitrary bytes as a BMP asset, loaded into a normal and a streaming
 // texture of a kind chosen by the input. Usage: fuzz_bmp [flags] CORPUS_DIR;
-// an empty or missing corpus directory is seeded with valid files first.
+// the corpus directory is seeded with valid files first.
 
 #include <EGL/egl.h>
 #include <posteffect/Globals.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
-#include <vector>
 
 #include "GLTexture.h"
 #include "GlContext.h"
 #include "Pixels.h"
+#include "TestEnv.h"
 
 EGLDisplay g_eglDisplay = EGL_NO_DISPLAY;
 EGLContext g_eglContext = EGL_NO_CONTEXT;
@@ -28,26 +28,17 @@ const unsigned kKinds[][2] = {{GL_RGBA, GL_UNSIGNED_BYTE},
                               {GL_RGB, GL_UNSIGNED_SHORT_5_6_5},
                               {GL_LUMINANCE, GL_UNSIGNED_BYTE}};
 
-void SeedCorpus(const char* dir) {
-  struct stat st;
-  if (stat(dir, &st) != 0 && mkdir(dir, 0755) != 0) return;
-  const std::string d = dir;
-  struct Seed {
-    const char* name;
-    int32_t w, h;
-    uint16_t bits;
-  };
-  const Seed seeds[] = {{"rgba32", 32, 2, 32}, {"rgb24", 32, 2, 24}, {"rgb16", 32, 2, 16},
-                        {"grey8", 32, 2, 8},   {"odd24", 5, 3, 24},  {"pal4", 8, 2, 4}};
-  for (const Seed& s : seeds) {
-    const std::string path = d + "/" + s.name;
-    if (stat(path.c_str(), &st) == 0) continue;
-    const pe::test::Bytes bytes = pe::test::Bmp(
-        s.w, s.h, s.bits, pe::test::Ramp(static_cast<size_t>(s.w) * s.h * s.bits / 8));
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-      std::fwrite(bytes.data(), 1, bytes.size(), f);
-      std::fclose(f);
-    }
+// Every loadable depth, a width whose rows are padded and a palette depth.
+void SeedCorpus(const std::string& dir) {
+  std::error_code ec;
+  std::filesystem::create_directories(dir, ec);
+  const int seeds[][3] = {{32, 2, 32}, {32, 2, 24}, {32, 2, 16}, {32, 2, 8}, {5, 3, 24}, {8, 2, 4}};
+  for (const auto& s : seeds) {
+    const pe::test::Bytes b =
+        pe::test::Bmp(s[0], s[1], static_cast<uint16_t>(s[2]),
+                      pe::test::Ramp(static_cast<size_t>(s[0]) * s[1] * s[2] / 8));
+    pe::test::WriteFile(dir + "/seed_" + std::to_string(s[0]) + "_" + std::to_string(s[2]),
+                        std::string(b.begin(), b.end()));
   }
 }
 

@@ -1,0 +1,499 @@
+// The GL layer: diagnostics, textures, framebuffers, programs and BMP assets
+// and dumps, on an ES2 context published as the library's own.
+#include <android/log.h>
+#include <gtest/gtest.h>
+#include <pe/Platform.h>
+#include <posteffect/Globals.h>
+#include <ui/GraphicBuffer.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "GECommon.h"
+#include "GLFbo.h"
+#include "GLProgram.h"
+#include "GLTexture.h"
+#include "GlContext.h"
+#include "LogCapture.h"
+#include "Pixels.h"
+#include "TestEnv.h"
+
+// Owned by the effect manager in the library; the GL layer only reads them.
+EGLDisplay g_eglDisplay = EGL_NO_DISPLAY;
+EGLContext g_eglContext = EGL_NO_CONTEXT;
+
+namespace pe {
+namespace test {
+namespace {
+
+const char* const kQuadVS =
+    "attribute vec4 a_vertexCoord;\n"
+    "attribute vec2 a_textureCoord;\n"
+    "varying vec2 v_texCoord;\n"
+    "void main() { gl_Position = a_vertexCoord; v_texCoord = a_textureCoord; }\n";
+const char* const kCopyFS =
+    "precision mediump float;\n"
+    "uniform sampler2D s_texture0;\n"
+    "varying vec2 v_texCoord;\n"
+    "void main() { gl_FragColor = texture2D(s_texture0, v_texCoord); }\n";
+
+// A program from given sources, by default the copy of s_texture0 over the quad.
+class TestProgram : public GLProgram {
+ public:
+  explicit TestProgram(const char* fs = kCopyFS, const char* vs = kQuadVS,
+                       std::vector<Location> extra = {})
+      : m_vs(vs), m_fs(fs) {
+    m_table = {{kVertexCoord, 0, "a_vertexCoord", "m_nVerCoordLoc"},
+               {kTexCoord, 0, "a_textureCoord", "m_nTexCoordLoc"},
+               {kSampler, SAMPLER_INPUT_TEX, "s_texture0", "m_nSamplerLoc[SAMPLER_INPUT_TEX]"}};
+    m_table.insert(m_table.end(), extra.begin(), extra.end());
+  }
+  unsigned Load() override { return GLProgram::Load(m_vs, m_fs) && Locate(); }
+  unsigned LoadFromBinary(const char* path) { return LoadBinary(path) && Locate(); }
+
+ private:
+  unsigned Locate() { return LoadLocations(m_table.data(), m_table.size()); }
+  const char* m_vs;
+  const char* m_fs;
+  std::vector<Location> m_table;
+};
+
+GLuint Binding() {
+  GLint bound = 0;
+  glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound);
+  return static_cast<GLuint>(bound);
+}
+
+class GLTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(m_gl.ok()) << "no EGL display or ES2 context";
+    g_eglDisplay = m_gl.display();
+    g_eglContext = m_gl.context();
+  }
+  void TearDown() override {
+    g_eglDisplay = EGL_NO_DISPLAY;
+    g_eglContext = EGL_NO_CONTEXT;
+  }
+
+  // Every texel of tex as RGBA bytes, row 0 first, GetAllocWidth() wide:
+  // drawn 1:1 by prog (the copy program if null), bound through Bind() as
+  // effects bind it.
+  Bytes Sample(GLTexture& tex, GLProgram* prog = nullptr) {
+    TestProgram copy;
+    if (!prog) {
+      EXPECT_TRUE(copy.Load());
+      prog = &copy;
+    }
+    EXPECT_TRUE(tex.Bind());
+    tex.SetParameteri(GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    tex.SetParameteri(GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    prog->SetTextures(0, &tex);
+    const int w = static_cast<int>(tex.GetAllocWidth()), h = static_cast<int>(tex.GetHeight());
+    GLTexture target;
+    GLFbo fbo;
+    EXPECT_TRUE(target.Init(GL_RGBA, GL_UNSIGNED_BYTE, w, h, 0) && fbo.Init() &&
+                fbo.SetColorAttachment(&target) && fbo.Bind());
+    glViewport(0, 0, w, h);
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT);
+    EXPECT_TRUE(prog->Use());
+    prog->SetVertexCoord(4, kQuadVertices);
+    prog->SetTextureCoord(2, kQuadTexCoords);
+    prog->Draw();
+    Bytes px(static_cast<size_t>(w) * h * 4);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, px.data());
+    return px;
+  }
+
+  std::string Write(const std::string& name, const Bytes& bytes) {
+    m_dir.Put(name, std::string(bytes.begin(), bytes.end()));
+    return m_dir.File(name);
+  }
+  Bytes Read(const std::string& name) {
+    const std::string bytes = ReadFile(m_dir.File(name));
+    return Bytes(bytes.begin(), bytes.end());
+  }
+
+  LogCapture m_log;
+  GlContext m_gl;
+  // Where dumps go, and the template they take their header from.
+  TempDir m_dir;
+  ScopedEnv m_dump{"POSTEFFECT_DUMP_DIR", m_dir.path()};
+  std::string m_template = Write("template.bmp", Bmp(1, 1, 32, {0, 0, 0, 0}));
+};
+
+TEST_F(GLTest, GLAndEGLErrorsAreNamedLoggedOnceAndConsumed) {
+  glBindTexture(0x1234, 1);
+  EXPECT_EQ(CheckGLError("T::F", "glBindTexture"), 0u);
+  EXPECT_EQ(CheckGLError("T::F", "glNothing"), 1u);
+  EXPECT_EQ(m_log.Count("[T::F] ERROR, glBindTexture failed with error: 0x500 GL_INVALID_ENUM\n",
+                        "GECommon"),
+            1);
+  EXPECT_EQ(m_log.Count("ERROR"), 1);
+  // Clearing an incomplete framebuffer raises 0x506, past the name table.
+  GLFbo fbo;
+  ASSERT_TRUE(fbo.Init() && fbo.Bind());
+  glClear(GL_COLOR_BUFFER_BIT);
+  EXPECT_EQ(CheckGLError("F", "glClear"), 0u);
+  EXPECT_TRUE(m_log.Contains("[F] ERROR, glClear failed with error: 0x506 \n")) << m_log.Dump();
+
+  EXPECT_FALSE(eglDestroySurface(m_gl.display(), EGL_NO_SURFACE));
+  EXPECT_EQ(CheckEGLError("F", "eglDestroySurface"), 0u);
+  EXPECT_TRUE(m_log.Contains(
+      "[F] ERROR, eglDestroySurface failed with error: 0x300D EGL_BAD_SURFACE\n", "GECommon"));
+  EXPECT_FALSE(eglQueryContext(m_gl.display(), EGL_NO_CONTEXT, EGL_CONFIG_ID, nullptr));
+  eglGetCurrentContext();  // a later success clears the error
+  EXPECT_EQ(CheckEGLError("F", "eglGetCurrentContext"), 1u);
+}
+
+TEST_F(GLTest, TexturesRefuseKindsAndUpdatesTheyCannotHold) {
+  GLTexture lum, yuv, tex, st;
+  EXPECT_EQ(lum.Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, 64, 4, 1), 0u);
+  EXPECT_TRUE(m_log.Contains("[Init] ST only supports RGB565/RGB88/RGBA", "GLTexture"));
+  EXPECT_EQ(yuv.Init(GLTexture::kFormatYUV, GL_UNSIGNED_BYTE, 64, 4, 1), 0u);
+  EXPECT_TRUE(m_log.Contains("[Init] YUV ST created in this way not implemented", "GLTexture"));
+  // As a normal texture luminance is fine, but has no memory to write into.
+  ASSERT_EQ(lum.Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, 64, 4, 0), 1u);
+  EXPECT_EQ(lum.GetSTDataBuf(), nullptr);
+  EXPECT_TRUE(m_log.Contains("[GetSTDataBuf] ERROR, only streaming texture use this method\n"));
+
+  // Normal textures take whole images of their own size only.
+  ASSERT_EQ(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 8, 2, 0), 1u);
+  const Bytes image = Ramp(8 * 2 * 4), other(image.size(), 0xE7);
+  EXPECT_EQ(tex.UpdateNormalTexture(image.data(), 8, 2), 1u);
+  EXPECT_EQ(Sample(tex), image);
+  EXPECT_EQ(tex.UpdateNormalTexture(other.data(), 8, 3), 0u);
+  EXPECT_TRUE(
+      m_log.Contains("[UpdateNormalTexture] ERROR, wrong input size 8x3, tex size is 8x2\n"));
+  EXPECT_EQ(tex.UpdateNormalTexture(other.data(), 0, 0), 1u);  // 0: the texture's own size
+  EXPECT_EQ(Sample(tex), other);
+  ASSERT_EQ(st.Init(GL_RGBA, GL_UNSIGNED_BYTE, 32, 2, 1), 1u);
+  EXPECT_EQ(st.UpdateNormalTexture(image.data(), 32, 2), 0u);
+  EXPECT_TRUE(m_log.Contains("[UpdateNormalTexture] ERROR, only normal texture use this method\n"));
+}
+
+TEST_F(GLTest, TextureWrapsACallersBufferAtOneAddressOnly) {
+  auto buffer = [] {
+    return android::sp<android::GraphicBuffer>(
+        new android::GraphicBuffer(64, 2, android::PIXEL_FORMAT_RGBA_8888, 0x200130));
+  };
+  const auto a = buffer(), b = buffer();
+  void* baseA = reinterpret_cast<void*>(a->handle()->base);
+  // Made before the manager publishes its context: warned about, not refused.
+  g_eglContext = EGL_NO_CONTEXT;
+  GLTexture tex, yuv;
+  ASSERT_EQ(tex.Init(a->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 1u);
+  EXPECT_EQ(m_log.Count("[GLTexture::Init] unequal context"), 1);
+  EXPECT_EQ(tex.m_pData, baseA);
+  EXPECT_EQ(tex.Init(a->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 1u);
+  EXPECT_EQ(tex.Init(b->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 64, 2), 0u);
+  EXPECT_TRUE(m_log.Contains("already assigned and not equal to passed-in native buffer addr"));
+  EXPECT_EQ(tex.m_pData, baseA);
+  // The reserved YUV format gets no valid target, so the bind fails.
+  EXPECT_EQ(yuv.Init(b->getNativeBuffer(), GLTexture::kFormatYUV, GL_UNSIGNED_BYTE, 64, 2), 0u);
+  EXPECT_EQ(yuv.GetTarget(), 0xFFFFFFFFu);
+}
+
+TEST_F(GLTest, OwnersLeaveTheirNamesAloneInAnotherContext) {
+  auto tex = std::make_unique<GLTexture>();
+  auto fbo = std::make_unique<GLFbo>();
+  auto prog = std::make_unique<TestProgram>();
+  ASSERT_TRUE(tex->Init(GL_RGBA, GL_UNSIGNED_BYTE, 4, 4, 0) && fbo->Init() && fbo->Bind());
+  ASSERT_TRUE(prog->Load());
+  const GLuint t = tex->GetName(), f = fbo->GetName(), p = prog->ProgramId();
+  {
+    GlContext other;  // current from here on
+    ASSERT_TRUE(other.ok());
+    tex.reset();
+    fbo.reset();
+    prog.reset();
+  }
+  EXPECT_EQ(m_log.Count("not in the context it was made in"), 3);
+  ASSERT_TRUE(eglMakeCurrent(m_gl.display(), EGL_NO_SURFACE, EGL_NO_SURFACE, m_gl.context()));
+  EXPECT_TRUE(glIsTexture(t) && glIsFramebuffer(f) && glIsProgram(p));
+  glDeleteTextures(1, &t);
+  glDeleteFramebuffers(1, &f);
+  glDeleteProgram(p);
+}
+
+TEST_F(GLTest, FboAttachmentsKeepTheCallersBindingAndReportWhatFails) {
+  GLTexture tex, lum;
+  ASSERT_EQ(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 4, 2, 0), 1u);
+  GLuint other = 0;
+  glGenFramebuffers(1, &other);
+  glBindFramebuffer(GL_FRAMEBUFFER, other);
+  GLFbo fbo;
+  ASSERT_EQ(fbo.Init(), 1u);
+  EXPECT_EQ(fbo.SetColorAttachment(&tex), 1u);
+  EXPECT_EQ(fbo.GetTexture(), &tex);
+  EXPECT_EQ(Binding(), other);
+  ASSERT_EQ(fbo.Bind(), 1u);
+  EXPECT_EQ(fbo.Unbind(), 1u);
+  EXPECT_EQ(Binding(), 0u);
+  glDeleteFramebuffers(1, &other);
+
+  EXPECT_EQ(fbo.SetColorAttachment(nullptr), 0u);
+  EXPECT_TRUE(m_log.Contains("[GLFbo::SetColorAttachment] invalid pTexture", "GLFbo"));
+  // Luminance is not colour-renderable: the object overload reports success
+  // anyway, the raw one does not, and the binding is left on this one.
+  ASSERT_EQ(lum.Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, 16, 16, 0), 1u);
+  EXPECT_EQ(fbo.SetColorAttachment(&lum), 1u);
+  glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  EXPECT_EQ(fbo.SetColorAttachment(lum.GetTarget(), lum.GetName()), 0u);
+  EXPECT_EQ(m_log.Count("[GLFbo::SetColorAttachment] ERROR, FBO not complete, status 36054\n"), 2)
+      << m_log.Dump();
+  EXPECT_EQ(Binding(), fbo.GetName());
+}
+
+TEST_F(GLTest, FboDestructionDetachesDeletesAndUnbinds) {
+  GLTexture tex;
+  ASSERT_EQ(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 4, 4, 0), 1u);
+  GLuint name = 0;
+  {
+    GLFbo fbo;
+    ASSERT_TRUE(fbo.Init() && fbo.SetColorAttachment(&tex) && fbo.Bind());
+    name = fbo.GetName();
+  }
+  EXPECT_FALSE(glIsFramebuffer(name));
+  EXPECT_EQ(Binding(), 0u);
+  EXPECT_TRUE(glIsTexture(tex.GetName()));
+  // Effects may delete an attachment first; the framebuffer must not touch
+  // it afterwards (a sanitizer build sees any read).
+  auto st = std::make_unique<GLTexture>();
+  ASSERT_EQ(st->Init(GL_RGBA, GL_UNSIGNED_BYTE, 32, 4, 1), 1u);
+  GLFbo fbo;
+  ASSERT_TRUE(fbo.Init() && fbo.SetColorAttachment(st.get()));
+  st.reset();
+  EXPECT_EQ(fbo.Bind(), 1u);
+}
+
+TEST_F(GLTest, ProgramCompileAndLinkFailuresLeaveNoObjectsBehind) {
+  const GLuint probe = glCreateShader(GL_VERTEX_SHADER);  // later names are the loads'
+  TestProgram bad("void main() { gl_FragColor = vec4(1) }");
+  EXPECT_EQ(bad.Load(), 0u);
+  EXPECT_TRUE(m_log.Contains("[Load] can't compile fragment shader\n", "GLProgram"));
+  // Fragment shader and vertex shader refer to one varying with two types.
+  TestProgram unlinked(
+      "precision mediump float; varying vec3 v_x;\n"
+      "void main() { gl_FragColor = vec4(v_x, 1.0); }\n",
+      "attribute vec4 a_vertexCoord; varying vec2 v_x;\n"
+      "void main() { gl_Position = a_vertexCoord; v_x = vec2(0.0); }\n");
+  EXPECT_EQ(unlinked.Load(), 0u);
+  EXPECT_TRUE(m_log.Contains("[Load] can't link program\n"));
+  EXPECT_EQ(unlinked.ProgramId(), 0u);
+  EXPECT_EQ(unlinked.Use(), 0u);
+  EXPECT_TRUE(m_log.Contains("[Use] invalid program id 0"));
+  for (GLuint n = probe + 1; n < probe + 16; ++n) {
+    EXPECT_FALSE(glIsShader(n)) << n;
+    EXPECT_FALSE(glIsProgram(n)) << n;
+  }
+  glDeleteShader(probe);
+}
+
+TEST_F(GLTest, ProgramLocationsFailAtTheFirstMissingOrOutOfRangeSlot) {
+  TestProgram missing(kCopyFS, kQuadVS,
+                      {{GLProgram::kUniform, 3, "u_absent", "m_nUniformLoc[UNIFORM_ABSENT]"}});
+  EXPECT_EQ(missing.Load(), 0u);
+  EXPECT_TRUE(m_log.Contains("[LocIsValid] invalid m_nUniformLoc[UNIFORM_ABSENT] == -1"));
+  TestProgram outside(kCopyFS, kQuadVS, {{GLProgram::kUniform, 16, "u_x", "x"}});
+  EXPECT_EQ(outside.Load(), 0u);
+  EXPECT_EQ(outside.SetTextures(8, nullptr), 0u);
+  EXPECT_TRUE(m_log.Contains("[SetTextures] nIdx 8 must < 8"));
+}
+
+TEST_F(GLTest, ProgramBinaryRoundTripDrawsTheSamePixels) {
+  ASSERT_TRUE(platform::HasGLExtension("GL_OES_get_program_binary"));
+  const std::string path = ::testing::TempDir() + "gl_program_" + std::to_string(getpid());
+  TestProgram source, loaded;
+  ASSERT_EQ(source.Load(), 1u);
+  ASSERT_EQ(source.SaveBinary(path.c_str()), 1u);
+  ASSERT_EQ(loaded.LoadFromBinary(path.c_str()), 1u);
+  GLTexture tex;
+  const Bytes image = Ramp(4 * 2 * 4);
+  ASSERT_TRUE(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 4, 2, 0) &&
+              tex.UpdateNormalTexture(image.data(), 4, 2));
+  EXPECT_EQ(Sample(tex, &loaded), image);
+  // Three bytes hold no format; four hold an empty binary the driver refuses.
+  for (long size : {3L, 4L}) {
+    ASSERT_EQ(truncate(path.c_str(), size), 0);
+    EXPECT_EQ(loaded.LoadFromBinary(path.c_str()), 0u);
+  }
+  EXPECT_TRUE(m_log.Contains("[LoadBinary] invalid shader length"));
+  std::remove(path.c_str());
+}
+
+// Widths off a multiple of 32 leave streaming rows padded: the texels must
+// land at the texture's allocated stride.
+TEST_F(GLTest, BmpEveryDepthLoadsIntoBothKindsRowsAtTheTextureStride) {
+  const struct {
+    uint16_t bits;
+    unsigned format, type;
+    int w;
+  } kinds[] = {{32, GL_RGBA, GL_UNSIGNED_BYTE, 100},
+               {24, GL_RGB, GL_UNSIGNED_BYTE, 36},
+               {16, GL_RGB, GL_UNSIGNED_SHORT_5_6_5, 40},
+               {8, GL_LUMINANCE, GL_UNSIGNED_BYTE, 40}};
+  const int h = 3;
+  for (const auto& k : kinds) {
+    const Bytes data = Ramp(k.w * h * k.bits / 8);
+    const std::string path = Write("in.bmp", Bmp(k.w, h, k.bits, data, 70));
+    for (unsigned char streaming : {0, 1}) {
+      SCOPED_TRACE(testing::Message() << k.bits << " bpp, streaming " << int(streaming));
+      GLTexture tex;
+      if (k.bits == 8 && streaming) {
+        EXPECT_EQ(tex.LoadBMP(path.c_str(), k.format, k.type, streaming), 0u);
+        EXPECT_TRUE(m_log.Contains("[LoadBMP] Can't init texture\n"));
+        continue;
+      }
+      ASSERT_EQ(tex.LoadBMP(path.c_str(), k.format, k.type, streaming), 1u);
+      EXPECT_EQ(tex.IsStreaming(), streaming != 0);
+      const Bytes px = Sample(tex);
+      const size_t pitch = tex.GetAllocWidth();
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < k.w; ++x)
+          for (int c = 0; c < 4; ++c)
+            ASSERT_EQ(px[(y * pitch + x) * 4 + c], Decoded(data, k.bits, y * k.w + x, c))
+                << x << "," << y << " channel " << c;
+    }
+  }
+}
+
+TEST_F(GLTest, BmpOnlyADoubleKindMismatchIsRefused) {
+  const std::string rgb = Write("rgb.bmp", Bmp(32, 2, 24, Ramp(32 * 2 * 3)));
+  GLTexture tex;
+  EXPECT_EQ(tex.LoadBMP(rgb.c_str(), GL_RGBA, GL_UNSIGNED_SHORT_5_6_5, 0), 0u);
+  EXPECT_TRUE(m_log.Contains("[LoadBMP] 24 bpp, format 0x1908 and type 0x8363 mismatch"));
+  EXPECT_EQ(tex.LoadBMP(rgb.c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0), 1u);
+  // An 8-bit file into an RGBA texture: the file fills the first row, the
+  // rest of what GL reads is zeros, never memory past the file's data.
+  const Bytes grey = Ramp(32 * 4);
+  ASSERT_EQ(
+      tex.LoadBMP(Write("grey.bmp", Bmp(32, 4, 8, grey)).c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0),
+      1u);
+  Bytes want(32 * 4 * 4, 0);
+  std::copy(grey.begin(), grey.end(), want.begin());
+  EXPECT_EQ(Sample(tex), want);
+}
+
+// Every check runs before the texture is made, so one kind of texture shows them all.
+TEST_F(GLTest, BmpMalformedFilesAreRefusedWithOneLine) {
+  const Bytes good = Bmp(32, 2, 32, Ramp(32 * 2 * 4));
+  auto with = [](Bytes b, size_t at, uint32_t v, size_t size = 4) {
+    for (size_t i = 0; i < size; ++i) b.at(at + i) = static_cast<uint8_t>(v >> (8 * i));
+    return b;
+  };
+  const struct {
+    const char* name;
+    Bytes file;
+    const char* line;  // null: refused without a line
+  } cases[] = {
+      {"not BM", with(good, 0, 0x4D58, 2), "Can't open bmp: Header fail"},
+      {"truncated header", Bytes(good.begin(), good.begin() + 30), "Header fail"},
+      {"zero width", with(good, 18, 0), "invalid size 0x2"},
+      {"negative height", with(good, 22, static_cast<uint32_t>(-2)), "invalid size 32x-2"},
+      {"absurd depth", with(good, 28, 0xFFFF, 2), "unsupported 65535 bpp"},
+      {"odd depth", with(good, 28, 12, 2), "unsupported 12 bpp"},
+      {"offset past the end", with(good, 10, 1u << 30), "exceeds the file"},
+      {"rows past the end", with(good, 22, 3), "exceeds the file"},
+      {"overflowing size", with(good, 18, 0x7FFFFFFF), "exceeds the file"},
+      // 2^30 x 2^29 texels of 32 bits are 2^64 bytes: zero in 64-bit arithmetic.
+      {"wrapping size", with(with(good, 18, 1u << 30), 22, 1u << 29), "exceeds the file"},
+      {"truncated data", Bytes(good.begin(), good.end() - 1), "exceeds the file"},
+      {"palette depth", with(good, 28, 4, 2), nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_log.Clear();
+    GLTexture tex;
+    EXPECT_EQ(tex.LoadBMP(Write("bad.bmp", c.file).c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0), 0u);
+    const auto lines = m_log.Lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const LogLine& l) { return l.priority == ANDROID_LOG_ERROR; }),
+              c.line ? 1 : 0)
+        << m_log.Dump();
+    EXPECT_TRUE(!c.line || m_log.Contains(c.line, "GLTexture")) << m_log.Dump();
+  }
+  GLTexture tex;
+  EXPECT_EQ(tex.LoadBMP(m_dir.File("absent.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 0), 0u);
+  EXPECT_TRUE(m_log.Contains("Can't open BMP"));
+}
+
+TEST_F(GLTest, BmpStreamingDumpsRoundTripAndRewriteTheTextureInPlace) {
+  const int w = 40, h = 2;
+  GLTexture st, back, rgb;
+  ASSERT_EQ(st.Init(GL_RGBA, GL_UNSIGNED_BYTE, w, h, 1), 1u);
+  auto* mem = static_cast<uint8_t*>(st.GetSTDataBuf());
+  const size_t pitch = st.GetAllocWidth() * 4;
+  const Bytes ramp = Ramp(pitch * h);
+  std::copy(ramp.begin(), ramp.end(), mem);
+  // The dumps hold each texel's fourth byte, and the texels as opaque BGR.
+  Bytes wantY, wantRgba;
+  for (int r = 0; r < h; ++r)
+    for (const uint8_t* p = &ramp[r * pitch]; p < &ramp[r * pitch + w * 4]; p += 4) {
+      wantY.push_back(p[3]);
+      wantRgba.insert(wantRgba.end(), {p[2], p[1], p[0], 255});
+    }
+  auto rows = [&](const void* texels) {
+    const auto* p = static_cast<const uint8_t*>(texels);
+    Bytes b;
+    for (int r = 0; r < h; ++r) b.insert(b.end(), p + r * pitch, p + r * pitch + w * 4);
+    return b;
+  };
+  ASSERT_EQ(st.SaveBMP_yuvx(m_template.c_str(), "yuvx.bmp"), 1u);
+  ASSERT_EQ(st.SaveBMP(m_template.c_str(), "rgba.bmp"), 1u);
+  const Bytes y = Read("yuvx.bmp"), rgba = Read("rgba.bmp");
+  ASSERT_EQ(y.size(), 54u + w * h);
+  ASSERT_EQ(rgba.size(), 54u + w * h * 4);
+  EXPECT_EQ(io::Get16(&y[28]), 8);
+  EXPECT_EQ(Bytes(y.begin() + 54, y.end()), wantY);
+  EXPECT_EQ(Bytes(rgba.begin() + 54, rgba.end()), wantRgba);
+  EXPECT_EQ(rows(mem), wantRgba);
+  // The saved file, header included, loads back; saving again swaps red and blue back.
+  ASSERT_EQ(back.LoadBMP(m_dir.File("rgba.bmp").c_str(), GL_RGBA, GL_UNSIGNED_BYTE, 1), 1u);
+  EXPECT_EQ(rows(back.GetSTDataBuf()), wantRgba);
+  ASSERT_EQ(st.SaveBMP(m_template.c_str(), "again.bmp"), 1u);
+  EXPECT_EQ(mem[0], ramp[0]);
+  EXPECT_EQ(mem[2], ramp[2]);
+
+  // Three-byte texels have no fourth byte to dump; a template must be a BMP.
+  ASSERT_EQ(rgb.Init(GL_RGB, GL_UNSIGNED_BYTE, 32, 2, 1), 1u);
+  EXPECT_EQ(rgb.SaveBMP_yuvx(m_template.c_str(), "x.bmp"), 0u);
+  EXPECT_EQ(st.SaveBMP(Write("not.bmp", Bytes(200, 'x')).c_str(), "x.bmp"), 0u);
+  EXPECT_TRUE(m_log.Contains("[SaveBMP] not a BMP file\n"));
+}
+
+TEST_F(GLTest, BmpFramebufferDumpHoldsTheRenderedRowsBottomUp) {
+  GLTexture tex;
+  GLFbo fbo;
+  ASSERT_EQ(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 3, 2, 0), 1u);
+  ASSERT_TRUE(fbo.Init() && fbo.SetColorAttachment(&tex) && fbo.Bind());
+  glEnable(GL_SCISSOR_TEST);
+  const float rows[2][3] = {{0.2f, 0.4f, 0.6f}, {1.f, 0.f, 0.8f}};
+  for (int r = 0; r < 2; ++r) {
+    glScissor(0, r, 3, 1);
+    glClearColor(rows[r][0], rows[r][1], rows[r][2], 1.f);
+    glClear(GL_COLOR_BUFFER_BIT);
+  }
+  glDisable(GL_SCISSOR_TEST);
+  ASSERT_EQ(fbo.SaveBMP(m_template.c_str(), "fbo.bmp"), 1u);
+  const Bytes f = Read("fbo.bmp");
+  ASSERT_EQ(f.size(), 54u + 3 * 2 * 4);
+  EXPECT_EQ(io::Get32(&f[18]), 3u);
+  EXPECT_EQ(io::Get32(&f[22]), 2u);
+  for (int r = 0; r < 2; ++r) {
+    auto byte = [&](int c) { return static_cast<uint8_t>(rows[r][c] * 255 + 0.5f); };
+    for (int x = 0; x < 3; ++x)
+      EXPECT_EQ(Bytes(&f[54 + (r * 3 + x) * 4], &f[54 + (r * 3 + x) * 4 + 4]),
+                (Bytes{255, byte(2), byte(1), byte(0)}))
+          << r << x;
+  }
+}
+
+}  // namespace
+}  // namespace test
+}  // namespace pe
