@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -30,15 +31,15 @@ const unsigned kKinds[][2] = {{GL_RGBA, GL_UNSIGNED_BYTE},
 
 // Every loadable depth, a width whose rows are padded and a palette depth.
 void SeedCorpus(const std::string& dir) {
+  using namespace pe::test;
   std::error_code ec;
   std::filesystem::create_directories(dir, ec);
   const int seeds[][3] = {{32, 2, 32}, {32, 2, 24}, {32, 2, 16}, {32, 2, 8}, {5, 3, 24}, {8, 2, 4}};
   for (const auto& s : seeds) {
-    const pe::test::Bytes b =
-        pe::test::Bmp(s[0], s[1], static_cast<uint16_t>(s[2]),
-                      pe::test::Ramp(static_cast<size_t>(s[0]) * s[1] * s[2] / 8));
-    pe::test::WriteFile(dir + "/seed_" + std::to_string(s[0]) + "_" + std::to_string(s[2]),
-                        std::string(b.begin(), b.end()));
+    const Bytes b = Bmp(s[0], s[1], static_cast<uint16_t>(s[2]),
+                        Ramp(static_cast<size_t>(s[0]) * s[1] * s[2] / 8));
+    WriteFile(dir + "/seed_" + std::to_string(s[0]) + "_" + std::to_string(s[2]),
+              std::string(b.begin(), b.end()));
   }
 }
 
@@ -52,12 +53,10 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   }
   g_eglDisplay = gl.display();
   g_eglContext = gl.context();
-  for (int i = 1; i < *argc; ++i) {
-    if ((*argv)[i][0] != '-') {
-      SeedCorpus((*argv)[i]);
-      break;
-    }
-  }
+  // The first argument that is no flag names the corpus directory.
+  char** end = *argv + *argc;
+  char** dir = std::find_if(*argv + 1, end, [](const char* arg) { return arg[0] != '-'; });
+  if (dir != end) SeedCorpus(*dir);
   return 0;
 }
 
