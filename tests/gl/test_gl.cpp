@@ -279,6 +279,7 @@ TEST_F(GLTest, ProgramFailuresAreReportedAndLeaveNoObjectsBehind) {
   EXPECT_TRUE(m_log.Contains("[LocIsValid] invalid m_nUniformLoc[UNIFORM_ABSENT] == -1"));
   TestProgram outside(kCopyFS, kQuadVS, {{GLProgram::kUniform, 16, "u_x", "x"}});
   EXPECT_EQ(outside.Load(), 0u);
+  EXPECT_EQ(outside.Uniform1f(16, 1.f), 0u);
   EXPECT_EQ(outside.SetTextures(8, nullptr), 0u);
   EXPECT_TRUE(m_log.Contains("[SetTextures] nIdx 8 must < 8"));
 }
