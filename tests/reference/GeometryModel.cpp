@@ -7,22 +7,28 @@ namespace pe {
 namespace ref {
 namespace {
 
-// The centre's own row and column left out of the comparison.
-Expected OffCentre(Nv21 frame, double cx, double cy) {
-  const int w = frame.width, h = frame.height;
-  Expected e{std::move(frame), std::vector<char>(static_cast<size_t>(w) * h)};
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      e.skip[static_cast<size_t>(y) * w + x] =
-          std::fabs(x + 0.5 - cx * w) < 1.5 || std::fabs(y + 0.5 - cy * h) < 1.5;
-  return e;
-}
-
 Rgb Pixel(const Nv21& f, int x, int y) { return ToRgb(PixelTexel(f, x, y)); }
 
 // Texel index a folded texture coordinate lands on, in a texture n texels
 // long: coordinates above one half read their reflection.
 int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
+
+// A w x h picture of what the fisheye shows at each pixel, the centre's own
+// row and column left out of the comparison.
+Expected Draw(const Fisheye& e, int w, int h, const std::function<Rgb(float s, float t)>& sample) {
+  Expected out(Render(w, h,
+                      [&](int x, int y) {
+                        double su, sv;
+                        e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
+                        return sample(static_cast<float>(su), static_cast<float>(sv));
+                      }),
+               std::vector<char>(static_cast<size_t>(w) * h));
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      out.skip[static_cast<size_t>(y) * w + x] =
+          std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
+  return out;
+}
 
 }  // namespace
 
@@ -49,37 +55,25 @@ void Fisheye::Map(double u, double v, double* su, double* sv) const {
 }
 
 Expected Fisheye::Preview(const Nv21& frame, int allocW) const {
-  const int w = frame.width, h = frame.height;
   const TextureModel src = TextureModel::FromFrame(frame, allocW);
-  return OffCentre(Render(w, h,
-                          [&](int x, int y) {
-                            double su, sv;
-                            Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-                            return ToRgb(src.Linear(static_cast<float>(su * w / allocW),
-                                                    static_cast<float>(sv)));
-                          }),
-                   cx, cy);
+  const float scale = static_cast<float>(frame.width) / allocW;
+  return Draw(*this, frame.width, frame.height,
+              [&](float s, float t) { return ToRgb(src.Linear(s * scale, t)); });
 }
 
 Expected Fisheye::Still(const Nv21& still) const {
-  const int W = still.width, H = still.height;
   // The Y plane and the interleaved chroma plane (V then U), each a texture.
-  TextureModel y(W, H), vu(W / 2, H / 2);
-  for (int j = 0; j < H; ++j)
-    for (int i = 0; i < W; ++i) {
+  TextureModel y(still.width, still.height), vu(still.width / 2, still.height / 2);
+  for (int j = 0; j < still.height; ++j)
+    for (int i = 0; i < still.width; ++i) {
       const Texel p = PixelTexel(still, i, j);
       y.At(i, j).r = p.r;
       vu.At(i / 2, j / 2) = {p.g, p.b};
     }
-  return OffCentre(Render(W, H,
-                          [&](int x, int j) {
-                            double su, sv;
-                            Map((x + 0.5) / W, (j + 0.5) / H, &su, &sv);
-                            const float s = static_cast<float>(su), t = static_cast<float>(sv);
-                            const Texel c = vu.Linear(s, t);
-                            return YuvToRgb(y.Linear(s, t).r, c.r, c.g);
-                          }),
-                   cx, cy);
+  return Draw(*this, still.width, still.height, [&](float s, float t) {
+    const Texel c = vu.Linear(s, t);
+    return YuvToRgb(y.Linear(s, t).r, c.r, c.g);
+  });
 }
 
 Nv21 Dots(const Nv21& frame, int allocW, double dot, const TextureModel& mask) {

@@ -76,10 +76,7 @@ Nv21 RoundTrip(const Nv21& in, const Shade& shade) {
   });
 }
 
-Diff Compare(const Nv21& a, const Nv21& b) {
-  return CompareMasked(a, Expected{b, std::vector<char>(static_cast<size_t>(b.width) * b.height)})
-      .diff;
-}
+Diff Compare(const Nv21& a, const Nv21& b) { return CompareMasked(a, b).diff; }
 
 MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
   MaskedDiff d;
@@ -89,23 +86,19 @@ MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
     return d;
   }
   const int w = want.width, h = want.height;
-  auto skipped = [&](int x, int y) { return expected.skip[static_cast<size_t>(y) * w + x] != 0; };
+  auto skipped = [&](int x, int y) {
+    return !expected.skip.empty() && expected.skip[static_cast<size_t>(y) * w + x] != 0;
+  };
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const size_t i = static_cast<size_t>(y) * w + x;
       const int diff = std::abs(actual.y()[i] - want.y()[i]);
       if (skipped(x, y)) {
         ++d.skipped;
-        if (expected.skip[i] == kSeam) {
-          ++d.seam;
-          d.seamOff += diff > 4;
-        }
-        continue;
-      }
-      if (diff > d.diff.maxY) {
-        d.diff.maxY = diff;
-        d.diff.worstX = x;
-        d.diff.worstY = y;
+        d.seam += expected.skip[i] == kSeam;
+        d.seamOff += expected.skip[i] == kSeam && diff > 4;
+      } else if (diff > d.diff.maxY) {
+        d.diff = {diff, d.diff.maxUV, x, y};
       }
     }
   for (int y = 0; y + 1 < h; y += 2)

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 namespace pe {
@@ -55,10 +56,12 @@ struct Diff {
 };
 Diff Compare(const Nv21& a, const Nv21& b);
 
-// A frame where some pixels are left out of the comparison: per pixel
-// kAmbiguous or kSeam; chroma is left out where any of its four is.
+// A frame where some pixels may be left out of the comparison: per pixel
+// kAmbiguous or kSeam (none where skip is empty); chroma is left out where
+// any of its four is.
 constexpr char kCompared = 0, kAmbiguous = 1, kSeam = 2;
 struct Expected {
+  Expected(Nv21 f = {}, std::vector<char> s = {}) : frame(std::move(f)), skip(std::move(s)) {}
   Nv21 frame;
   std::vector<char> skip;
 };
