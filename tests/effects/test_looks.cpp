@@ -192,7 +192,8 @@ Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
 
 // Strength 0 shows the sharp picture. Tilt-shift shares depth of field's
 // walk, so its still is smaller; the sketches share all but their last pass,
-// which the previews cover, so one of them is captured.
+// which the previews cover, so one of them is captured, at 3000x2250: a block
+// with neighbours on every side.
 Plan Blur(int w, int h) {
   const std::string dof = Effect("2", 60, ";GE-param1=960,540,1400,700");
   const std::string tilt = Effect("7", 100, ";GE-param1=960,500,960,800");
@@ -209,7 +210,7 @@ Plan Blur(int w, int h) {
            {{Effect("J")}, look(18, false), 4, 0.25}},
           {{{dof}, look(2, true), 4, 0, 4000},
            {{tilt}, look(7, true), 4, 0, 2000},
-           {{Effect("J")}, look(18, true), 4, 0.25, 4000}}};
+           {{Effect("J")}, look(18, true), 4, 0.25, 3000}}};
 }
 
 const struct Family {
