@@ -25,7 +25,8 @@ std::string Effect(const std::string& code, int p0 = -1, const char* more = "") 
 }
 
 // One setting of a look: parameters set in turn ("crop": the middle quarter
-// of the frame or still as zoom) and the model of what a frame then becomes.
+// of the frame or still as zoom, "-": none) and the model of what a frame
+// then becomes.
 struct Step {
   std::vector<std::string> params;
   std::function<Expected(const Nv21&)> model;
