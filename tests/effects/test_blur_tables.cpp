@@ -11,6 +11,8 @@ EGLContext g_eglContext = EGL_NO_CONTEXT;
 
 namespace {
 
+using namespace pe::blur;
+
 // The Gaussian rows are generated, so the rows whose values are known by
 // heart check the formula, the rounding and the offset order.
 TEST(BlurTables, GaussianRowsAndStrengthMapping) {
@@ -23,26 +25,20 @@ TEST(BlurTables, GaussianRowsAndStrengthMapping) {
                 {7, 0.249339f, 0.205101f, 0.114156f},
                 {14, 0.134598f, 0.127325f, 0.107778f}};
   for (const auto& k : kKnown) {
-    const float* g = pe::blur::GaussianRow(k.row);
-    EXPECT_FLOAT_EQ(g[7], k.centre) << "row " << k.row;
-    EXPECT_FLOAT_EQ(g[6], k.one);
-    EXPECT_FLOAT_EQ(g[8], k.one);
-    EXPECT_FLOAT_EQ(g[5], k.two);
-    EXPECT_FLOAT_EQ(g[9], k.two);
+    const float* g = GaussianRow(k.row);
+    const float want[5] = {k.two, k.one, k.centre, k.one, k.two};
+    for (int i = 0; i < 5; ++i)
+      EXPECT_FLOAT_EQ(g[5 + i], want[i]) << "row " << k.row << " tap " << i;
     EXPECT_NEAR(std::accumulate(g, g + 15, 0.f), 1.f, 1e-5);
   }
-  EXPECT_EQ(pe::blur::GaussianRow(14)[0], pe::blur::kSketchKernel[0]);
-  EXPECT_EQ(pe::blur::GaussianRow(0), pe::blur::GaussianRow(1));
-
+  EXPECT_TRUE(std::equal(kSketchKernel, kSketchKernel + kTaps, GaussianRow(14)));
+  EXPECT_EQ(GaussianRow(0), GaussianRow(1));
   // p0 / 7 picks rows 2 ... 14; anything else is row 1.
-  EXPECT_EQ(pe::blur::StrengthRow(13), 1);
-  EXPECT_EQ(pe::blur::StrengthRow(14), 2);
-  EXPECT_EQ(pe::blur::StrengthRow(100), 14);
-  EXPECT_EQ(pe::blur::StrengthRow(105), 1);
-  EXPECT_EQ(pe::blur::StrengthRow(-20), 1);
-  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(0), 0.f);
-  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(30), 0.4f);
-  EXPECT_FLOAT_EQ(pe::blur::StrengthMix(75), 1.f);
+  const int kRows[][2] = {{13, 1}, {14, 2}, {100, 14}, {105, 1}, {-20, 1}};
+  for (const auto& r : kRows) EXPECT_EQ(StrengthRow(r[0]), r[1]) << r[0];
+  EXPECT_FLOAT_EQ(StrengthMix(0), 0.f);
+  EXPECT_FLOAT_EQ(StrengthMix(30), 0.4f);
+  EXPECT_FLOAT_EQ(StrengthMix(75), 1.f);
 }
 
 }  // namespace

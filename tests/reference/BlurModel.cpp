@@ -1,10 +1,8 @@
-#include "BlurModel.h"
-
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 #include "BlockWalk.h"
+#include "LookModels.h"
 
 namespace pe {
 namespace ref {
@@ -16,11 +14,6 @@ const int kTapOfWeight[15] = {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, -6, -7, 6, 7
 
 float Unorm8(float v) { return std::lround(std::min(1.f, std::max(0.f, v)) * 255.f) / 255.f; }
 
-Texel Lerp(const Texel& a, const Texel& b, float f) {
-  return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
-          a.a + (b.a - a.a) * f};
-}
-
 // One pass into a w x h 8-bit buffer: each texel the weighted taps around
 // its place in [s0, s1] x [t0, t1] of src, taps (ds, dt) apart.
 TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, float s1, float t1,
@@ -29,41 +22,18 @@ TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, flo
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i) {
       const float s = s0 + (i + 0.5f) / w * (s1 - s0), t = t0 + (j + 0.5f) / h * (t1 - t0);
-      Texel sum{0, 0, 0, 0};
+      float sum[4] = {};
       for (int k = 0; k < 15; ++k) {
         const Texel p = src.Linear(s + kTapOfWeight[k] * ds, t + kTapOfWeight[k] * dt);
-        sum = {sum.r + kernel[k] * p.r, sum.g + kernel[k] * p.g, sum.b + kernel[k] * p.b,
-               sum.a + kernel[k] * p.a};
+        const float q[4] = {p.r, p.g, p.b, p.a};
+        for (int c = 0; c < 4; ++c) sum[c] += kernel[k] * q[c];
       }
-      out.At(i, j) = {Unorm8(sum.r), Unorm8(sum.g), Unorm8(sum.b), Unorm8(sum.a)};
+      out.At(i, j) = {Unorm8(sum[0]), Unorm8(sum[1]), Unorm8(sum[2]), Unorm8(sum[3])};
     }
   return out;
 }
 
-Nv21 Convert(int w, int h, const std::vector<Rgb>& rgb) {
-  return Render(w, h, [&](int x, int y) { return rgb[static_cast<size_t>(y) * w + x]; });
-}
-
-}  // namespace
-
-std::vector<float> GaussianRow(int row) {
-  const double sigma = 0.2 * (row + 1);
-  std::vector<double> g;
-  double sum = 0;
-  for (int i = -7; i <= 7; ++i) {
-    g.push_back(std::exp(-(i * i) / (2 * sigma * sigma)));
-    sum += g.back();
-  }
-  std::vector<float> out;
-  for (double v : g) out.push_back(static_cast<float>(std::round(v / sum * 1e6) / 1e6));
-  return out;
-}
-
-std::vector<float> SketchKernel() {
-  return {0.008847f, 0.018216f, 0.033562f, 0.055335f, 0.081638f, 0.107778f, 0.127325f, 0.134598f,
-          0.127325f, 0.107778f, 0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
-}
-
+// The two reduced passes over the rectangle [s0, s1] x [t0, t1] of src.
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
                         const BlurSetup& setup) {
   const TextureModel across =
@@ -71,18 +41,37 @@ TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, f
   return Pass(across, setup.blurW, setup.blurH, 0.f, 0.f, 1.f, 1.f, setup.kernel, 0.f, setup.stepT);
 }
 
-Mixer DofMix(float cx, float cy, float e0, float e1, float whRatioSq, float mixWeight) {
-  return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
-    const float dx = gx - cx, dy = gy - cy;
-    const float f = Smoothstep(e0, e1, dx * dx + dy * dy * whRatioSq) * mixWeight;
-    return MixResult{ToRgb(Lerp(clear, blur, f))};
-  };
+// A w x h picture of mixed pixels and the ones left out.
+struct Mixed {
+  int w, h;
+  std::vector<Rgb> rgb;
+  std::vector<char> skip;
+  Mixed(int w, int h) : w(w), h(h), rgb(static_cast<size_t>(w) * h), skip(rgb.size()) {}
+  void Set(int x, int y, const MixResult& m) {
+    rgb[static_cast<size_t>(y) * w + x] = m.rgb;
+    skip[static_cast<size_t>(y) * w + x] = m.ambiguous;
+  }
+  Expected Done() const {
+    return {Render(w, h, [&](int x, int y) { return rgb[static_cast<size_t>(y) * w + x]; }), skip};
+  }
+};
+
+}  // namespace
+
+std::vector<float> GaussianRow(int row) {
+  const double sigma = 0.2 * (row + 1);
+  std::vector<double> g;
+  double sum = 0;
+  for (int i = -7; i <= 7; ++i) sum += g.emplace_back(std::exp(-(i * i) / (2 * sigma * sigma)));
+  std::vector<float> out;
+  for (double v : g) out.push_back(static_cast<float>(std::round(v / sum * 1e6) / 1e6));
+  return out;
 }
 
-Mixer TiltMix(float fy, float e0, float e1, float mixWeight) {
-  return [=](const Texel& clear, const Texel& blur, float, float gy) {
-    const float f = Smoothstep(e0, e1, std::fabs(gy - fy)) * mixWeight;
-    return MixResult{ToRgb(Lerp(clear, blur, f))};
+Mixer FocusMix(std::function<float(float gx, float gy)> distance, float e0, float e1,
+               float weight) {
+  return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
+    return MixResult{ToRgb(Lerp(clear, blur, Smoothstep(e0, e1, distance(gx, gy)) * weight))};
   };
 }
 
@@ -114,31 +103,23 @@ Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, flo
   const int w = frame.width, h = frame.height;
   const TextureModel src = TextureModel::FromFrame(frame, allocW);
   const TextureModel blur = BlurPasses(src, 0, 0, static_cast<float>(w) / allocW, 1, setup);
-  std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
-  Expected e;
-  e.skip.assign(rgb.size(), 0);
+  Mixed out(w, h);
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const float u = (x + 0.5f) / w, v = (y + 0.5f) / h;
-      const MixResult m = mix(src.Linear(u * clearScale, v), blur.Linear(u * blurScale, v), u, v);
-      rgb[static_cast<size_t>(y) * w + x] = m.rgb;
-      e.skip[static_cast<size_t>(y) * w + x] = m.ambiguous;
+      out.Set(x, y, mix(src.Linear(u * clearScale, v), blur.Linear(u * blurScale, v), u, v));
     }
-  e.frame = Convert(w, h, rgb);
-  return e;
+  return out.Done();
 }
 
 Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setup,
                            const Mixer& mix) {
   const int W = still.width, H = still.height;
-  const int coreW = texW - 192, coreH = texH - 192;
-  // Steps in pixels of the still (the crop is the whole picture, rows as
-  // wide as the source).
-  const float stepX = static_cast<float>(W) / coreW, stepY = static_cast<float>(H) / coreH;
+  // Steps in pixels of the still (rows as wide as the source).
+  const float stepX = static_cast<float>(W) / (texW - 192),
+              stepY = static_cast<float>(H) / (texH - 192);
   const TextureModel src = TextureModel::FromFrame(still, W);
-  std::vector<Rgb> rgb(static_cast<size_t>(W) * H);
-  Expected e;
-  e.skip.assign(rgb.size(), 0);
+  Mixed out(W, H);
   // Cores and their fetched rectangles as the apron walk places them.
   const float whole[4] = {0, 0, 1, 1};
   const ApronBlockWalk walk(W, H, texW, texH, texW, whole);
@@ -151,14 +132,12 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
     for (unsigned y = b.by; y < b.by + b.bh; ++y)
       for (unsigned x = b.bx; x < b.bx + b.bw; ++x) {
         const float gx = (x + 0.5f) / W, gy = (y + 0.5f) / H;
-        const MixResult m = mix(src.Linear(gx, gy),
-                                blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx, gy);
-        rgb[static_cast<size_t>(y) * W + x] = m.rgb;
-        e.skip[static_cast<size_t>(y) * W + x] = m.ambiguous;
+        out.Set(x, y,
+                mix(src.Linear(gx, gy), blur.Linear((x + 0.5f - x0) / fw, (y + 0.5f - y0) / fh), gx,
+                    gy));
       }
   }
-  e.frame = Convert(W, H, rgb);
-  return e;
+  return out.Done();
 }
 
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
@@ -167,16 +146,13 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   // Blocks, steps and overlaps as the overlap walk places them.
   OverlapBlockWalk walk(W, H, texW, texH, allocW);
   const float stepX = walk.StepX(), stepY = walk.StepY();
-  const int halfX = walk.HalfOverlapX(), halfY = walk.HalfOverlapY();
   setup.stepS = stepX * allocW / W;
   setup.stepT = stepY;
   // How far a kept pixel's blur reaches, in pixels of the still.
   const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / setup.blurW;
   const float reachY = 7 * stepY * texH + static_cast<float>(texH) / setup.blurH;
   const TextureModel src = TextureModel::FromFrame(still, W);
-  Expected e;
-  e.frame = Nv21(W, H);
-  e.skip.assign(static_cast<size_t>(W) * H, 0);
+  Expected e{Nv21(W, H), std::vector<char>(static_cast<size_t>(W) * H)};
   for (unsigned run = 0; run < walk.MaxRuns(); ++run, walk.Advance()) {
     const BlockRect placed = walk.Place();
     const int x = placed.x, y = placed.y, w = placed.w, h = placed.h;
@@ -185,32 +161,27 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
     const TextureModel blur =
         BlurPasses(src, static_cast<float>(x) / W, static_cast<float>(y) / H,
                    static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, setup);
-    std::vector<Rgb> rgb(static_cast<size_t>(w) * h);
-    std::vector<char> skip(rgb.size());
+    Mixed mixed(w, h);
     for (int j = 0; j < h; ++j)
-      for (int i = 0; i < w; ++i) {
-        const MixResult m = mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
-                                blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0);
-        rgb[static_cast<size_t>(j) * w + i] = m.rgb;
-        skip[static_cast<size_t>(j) * w + i] = m.ambiguous;
-      }
-    const Nv21 block = Convert(w, h, rgb);
+      for (int i = 0; i < w; ++i)
+        mixed.Set(i, j,
+                  mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
+                      blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0));
+    const Expected block = mixed.Done();
     // Written back as the output copy does: the first half of each overlap
     // is left to the block before.
-    const int s = x ? halfX : 0, r0 = y ? halfY : 0;
-    for (int r = r0; r < h && y + r < H; ++r) {
-      for (int i = s; i < w && x + i < W; ++i) {
-        e.frame.y()[static_cast<size_t>(y + r) * W + x + i] =
-            block.y()[static_cast<size_t>(r) * w + i];
+    for (int r = y ? walk.HalfOverlapY() : 0; r < h && y + r < H; ++r)
+      for (int i = x ? walk.HalfOverlapX() : 0; i < w && x + i < W; ++i) {
+        const size_t to = static_cast<size_t>(y + r) * W + x + i,
+                     from = static_cast<size_t>(r) * w + i;
+        e.frame.y()[to] = block.frame.y()[from];
         const bool seam = (x && i < reachX) || (x + w < W && i >= w - reachX) ||
                           (y && r < reachY) || (y + h < H && r >= h - reachY);
-        const char own = skip[static_cast<size_t>(r) * w + i];
-        e.skip[static_cast<size_t>(y + r) * W + x + i] = seam && !own ? kSeam : own;
+        e.skip[to] = block.skip[from] ? kAmbiguous : seam ? kSeam : kCompared;
         if ((y + r) % 2 == 0)
           e.frame.uv()[static_cast<size_t>(y + r) / 2 * W + x + i] =
-              block.uv()[static_cast<size_t>(r / 2) * w + i];
+              block.frame.uv()[static_cast<size_t>(r / 2) * w + i];
       }
-    }
   }
   return e;
 }

@@ -1,11 +1,37 @@
-#include "GeometryModel.h"
-
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+
+#include "LookModels.h"
 
 namespace pe {
 namespace ref {
+namespace {
+
+Rgb Pixel(const Nv21& f, int x, int y) { return ToRgb(PixelTexel(f, x, y)); }
+
+// Texel index a folded texture coordinate lands on, in a texture n texels
+// long: coordinates above one half read their reflection.
+int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
+
+// A w x h picture of what the fisheye shows at each pixel, the centre's own
+// row and column left out of the comparison.
+Expected Draw(const Fisheye& e, int w, int h, const std::function<Rgb(float s, float t)>& sample) {
+  Expected out(Render(w, h,
+                      [&](int x, int y) {
+                        double su, sv;
+                        e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
+                        return sample(static_cast<float>(su), static_cast<float>(sv));
+                      }),
+               std::vector<char>(static_cast<size_t>(w) * h));
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      out.skip[static_cast<size_t>(y) * w + x] =
+          std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
+  return out;
+}
+
+}  // namespace
+
 void Fisheye::Map(double u, double v, double* su, double* sv) const {
   const double tx = u - cx, ty = v - cy;
   const double rr = std::hypot(tx, ty);
@@ -28,37 +54,29 @@ void Fisheye::Map(double u, double v, double* su, double* sv) const {
   *sv = cy + ty * scale;
 }
 
-Nv21 Fisheye::Preview(const Nv21& frame, int allocW) const {
-  const int w = frame.width, h = frame.height;
+Expected Fisheye::Preview(const Nv21& frame, int allocW) const {
   const TextureModel src = TextureModel::FromFrame(frame, allocW);
-  return Render(w, h, [&](int x, int y) {
-    double su, sv;
-    Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-    return ToRgb(src.Linear(static_cast<float>(su * w / allocW), static_cast<float>(sv)));
-  });
+  const float scale = static_cast<float>(frame.width) / allocW;
+  return Draw(*this, frame.width, frame.height,
+              [&](float s, float t) { return ToRgb(src.Linear(s * scale, t)); });
 }
 
-Nv21 Fisheye::Still(const Nv21& still) const {
-  const int W = still.width, H = still.height;
+Expected Fisheye::Still(const Nv21& still) const {
   // The Y plane and the interleaved chroma plane (V then U), each a texture.
-  TextureModel y(W, H), vu(W / 2, H / 2);
-  for (int j = 0; j < H; ++j)
-    for (int i = 0; i < W; ++i) y.At(i, j).r = still.y()[static_cast<size_t>(j) * W + i] / 255.f;
-  for (int j = 0; j < H / 2; ++j)
-    for (int i = 0; i < W / 2; ++i) {
-      const uint8_t* c = still.uv() + static_cast<size_t>(j) * W + 2 * i;
-      vu.At(i, j) = {c[0] / 255.f, c[1] / 255.f, 0, 1};
+  TextureModel y(still.width, still.height), vu(still.width / 2, still.height / 2);
+  for (int j = 0; j < still.height; ++j)
+    for (int i = 0; i < still.width; ++i) {
+      const Texel p = PixelTexel(still, i, j);
+      y.At(i, j).r = p.r;
+      vu.At(i / 2, j / 2) = {p.g, p.b};
     }
-  return Render(W, H, [&](int x, int j) {
-    double su, sv;
-    Map((x + 0.5) / W, (j + 0.5) / H, &su, &sv);
-    const float s = static_cast<float>(su), t = static_cast<float>(sv);
+  return Draw(*this, still.width, still.height, [&](float s, float t) {
     const Texel c = vu.Linear(s, t);
     return YuvToRgb(y.Linear(s, t).r, c.r, c.g);
   });
 }
 
-Nv21 Dots::Run(const Nv21& frame, int allocW) const {
+Nv21 Dots(const Nv21& frame, int allocW, double dot, const TextureModel& mask) {
   const int w = frame.width, h = frame.height;
   const TextureModel src = TextureModel::FromFrame(frame, allocW);
   return Render(w, h, [&](int x, int y) {
@@ -67,27 +85,10 @@ Nv21 Dots::Run(const Nv21& frame, int allocW) const {
     const Rgb c = Quantise(ToRgb(src.Linear(static_cast<float>((cx + 0.5) * dot / allocW),
                                             static_cast<float>((cy + 0.5) * dot / h))));
     const Texel m =
-        mask->Linear(static_cast<float>((x + 0.5) / dot), static_cast<float>((y + 0.5) / dot));
+        mask.Linear(static_cast<float>((x + 0.5) / dot), static_cast<float>((y + 0.5) / dot));
     return Rgb{c.r * m.r, c.g * m.g, c.b * m.b};
   });
 }
-
-Nv21 Dots::Preview(const Nv21& frame, int allocW) const { return Run(frame, allocW); }
-
-Nv21 Dots::Still(const Nv21& still) const { return Run(still, still.width); }
-
-namespace {
-
-Rgb Pixel(const Nv21& f, int x, int y) {
-  const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * f.width + (x & ~1);
-  return YuvToRgb(f.y()[static_cast<size_t>(y) * f.width + x], c[0], c[1]);
-}
-
-// Texel index a folded texture coordinate lands on, in a texture n texels
-// long: coordinates above one half read their reflection.
-int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
-
-}  // namespace
 
 Nv21 MirrorPreview(const Nv21& frame, int allocW, bool landscape) {
   return Render(frame.width, frame.height, [&](int x, int y) {
@@ -96,15 +97,14 @@ Nv21 MirrorPreview(const Nv21& frame, int allocW, bool landscape) {
 }
 
 Nv21 MirrorStill(const Nv21& still, int procW, int procH, bool landscape) {
-  const int W = still.width, H = still.height;
-  return Render(W, H, [&](int x, int y) {
+  const int W = still.width;
+  return Render(W, still.height, [&](int x, int y) {
     int x0 = x / procW * procW;
     const int w = std::min(procW, W - x0);
     if (w % 32) x0 = W - (w + 31) / 32 * 32;
     const int y0 = y / procH * procH;
-    const int lx = x - x0, ly = y - y0;
-    return landscape ? Pixel(still, x0 + Fold(lx, procW), y)
-                     : Pixel(still, x, y0 + Fold(ly, procH));
+    return landscape ? Pixel(still, x0 + Fold(x - x0, procW), y)
+                     : Pixel(still, x, y0 + Fold(y - y0, procH));
   });
 }
 
@@ -113,13 +113,6 @@ Shade BloomShade() {
     const float k = 3.5f * (0.3f * p.r + 0.59f * p.g + 0.11f * p.b);
     return Rgb{p.r * k, p.g * k, p.b * k};
   };
-}
-
-Diff CompareExcept(const Nv21& a, const Nv21& b, const std::function<bool(int x, int y)>& skip) {
-  Expected e{b, std::vector<char>(b.data.size() * 2 / 3)};
-  for (int y = 0; y < b.height; ++y)
-    for (int x = 0; x < b.width; ++x) e.skip[static_cast<size_t>(y) * b.width + x] = skip(x, y);
-  return CompareMasked(a, e).diff;
 }
 
 }  // namespace ref

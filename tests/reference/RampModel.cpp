@@ -1,8 +1,7 @@
-#include "RampModel.h"
-
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+
+#include "LookModels.h"
 
 namespace pe {
 namespace ref {
@@ -40,30 +39,19 @@ void TonesAt(int p0, float tones[4]) {
   }
 }
 
-const char* TableOf(RampLook look, int w, int h) {
-  if (const char* t = kLooks[static_cast<int>(look)].table) return t;
-  const float r = static_cast<float>(w) / h;
-  const bool wide = std::fabs(r - 16.f / 9) < 0.1f || std::fabs(r - 5.f / 3) < 0.1f;
-  return wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp";
-}
-
-bool IsMaskLook(RampLook look) { return look != RampLook::kMaple && look != RampLook::kNash; }
-bool ReadsLuminance(RampLook look) {
-  return look == RampLook::kToneCM || look == RampLook::kToneSC;
-}
-bool CropWalk(RampLook look) { return look == RampLook::kNash || look == RampLook::kToneCM; }
-
 }  // namespace
 
-RampModel::RampModel(RampLook look, int viewportW, int viewportH, int p0) : m_look(look) {
-  const LookConstants& k = kLooks[static_cast<int>(look)];
-  std::memcpy(m_clip, k.clip, sizeof(m_clip));
-  std::memcpy(m_control, k.control, sizeof(m_control));
+RampModel::RampModel(RampLook look, int viewportW, int viewportH, int p0)
+    : m_look(look),
+      m_contrast(TextureModel::FromBmp("stylizeContrastRamp.bmp", TextureModel::kRgb)),
+      m_clip(kLooks[static_cast<int>(look)].clip),
+      m_control(kLooks[static_cast<int>(look)].control) {
   TonesAt(p0, m_tones);
-  m_contrast = TextureModel::FromBmp(AssetPath("stylizeContrastRamp.bmp"), TextureModel::kRgb);
-  m_table =
-      TextureModel::FromBmp(AssetPath(TableOf(look, viewportW, viewportH)),
-                            ReadsLuminance(look) ? TextureModel::kLuminance : TextureModel::kRgb);
+  const char* table = kLooks[static_cast<int>(look)].table;
+  const bool tone = look == RampLook::kToneCM || look == RampLook::kToneSC;
+  m_table = table
+                ? TextureModel::FromBmp(table, tone ? TextureModel::kLuminance : TextureModel::kRgb)
+                : TextureModel::Vignette(viewportW, viewportH, 0.1f);
 }
 
 Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
@@ -83,7 +71,7 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
     u = 0.5f * (u - 0.5f - k[2] * (y - 0.5f)) + 0.5f;
   }
   const Rgb rgb = YuvToRgb(y, v, u);
-  if (!IsMaskLook(m_look)) {
+  if (m_look == RampLook::kMaple || m_look == RampLook::kNash) {
     // Red is looked up in the ramp's third channel, blue in its first; the
     // tint weight is 0 for both grades.
     return {m_table.Linear(rgb.r, k[2]).b, m_table.Linear(rgb.g, k[2]).g,
@@ -100,27 +88,22 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
           rgb.b * std::min(mask.b * f, 1.f)};
 }
 
-Nv21 RampModel::Preview(const Nv21& frame, const float* crop) const {
+Nv21 RampModel::Preview(const Nv21& frame) const {
   const int w = frame.width, h = frame.height, allocW = (w + 31) / 32 * 32;
   const TextureModel source = TextureModel::FromFrame(frame, allocW);
-  const float whole[4] = {0.f, 0.f, static_cast<float>(w) / allocW, 1.f};
-  const float* c = crop ? crop : whole;
   return Render(w, h, [&](int x, int y) {
-    const float gs = (x + 0.5f) / w, gt = (y + 0.5f) / h;
-    // Coordinates over the valid columns of the padded source.
-    const float vs = gs * w / allocW;
-    if (m_look == RampLook::kNash)  // the crop alone places Nash's picture
-      return Shade(source.Linear(c[0] + gs * c[2], c[1] + gt * c[3]), vs, gt);
-    if (m_look == RampLook::kToneCM)  // cropped in the shader; mask over the frame
-      return Shade(source.Linear(c[0] + gs * c[2], c[1] + gt * c[3]), gs, gt);
-    return Shade(source.Linear(vs, gt), vs, gt);
+    // The source over the valid columns of the padded rows; CM's mask over
+    // the whole viewport, the others' at the source's coordinates.
+    const float gs = (x + 0.5f) / w, gt = (y + 0.5f) / h, vs = gs * w / allocW;
+    return Shade(source.Linear(vs, gt), m_look == RampLook::kToneCM ? gs : vs, gt);
   });
 }
 
 Nv21 RampModel::Capture(const Nv21& still, const float* crop) const {
   const int W = still.width, H = still.height;
   const float whole[4] = {0.f, 0.f, 1.f, 1.f};
-  const float* c = crop && CropWalk(m_look) ? crop : whole;
+  const bool cropWalk = m_look == RampLook::kNash || m_look == RampLook::kToneCM;
+  const float* c = crop && cropWalk ? crop : whole;
   const TextureModel source = TextureModel::FromFrame(still, W);
   return Render(W, H, [&](int x, int y) {
     const float s = (x + 0.5f) / W, t = (y + 0.5f) / H;

@@ -23,14 +23,25 @@ float Lerp8(float p, float q, int w) {
   return static_cast<float>(a + (((b - a) * w + 128) >> 8)) / 255.f;
 }
 
-Texel Mix(const Texel& a, const Texel& b, int w) {
+Texel Mix8(const Texel& a, const Texel& b, float f) {
+  const int w = static_cast<int>(std::lround(f * 256.f));
   return {Lerp8(a.r, b.r, w), Lerp8(a.g, b.g, w), Lerp8(a.b, b.b, w), Lerp8(a.a, b.a, w)};
 }
 
 }  // namespace
 
-TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
-  std::ifstream f(path, std::ios::binary);
+Texel Lerp(const Texel& a, const Texel& b, float f) {
+  return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f,
+          a.a + (b.a - a.a) * f};
+}
+
+Texel PixelTexel(const Nv21& f, int x, int y) {
+  const uint8_t* c = f.vu(x, y);
+  return {f.y()[static_cast<size_t>(y) * f.width + x] / 255.f, c[0] / 255.f, c[1] / 255.f, 1};
+}
+
+TextureModel TextureModel::FromBmp(const std::string& file, Kind kind) {
+  std::ifstream f(AssetPath(file), std::ios::binary);
   const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(f), {});
   if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return {};
   const uint32_t offset = Le32(&bytes[10]);
@@ -41,20 +52,11 @@ TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const uint8_t* p = &bytes[offset + (static_cast<size_t>(y) * w + x) * bpp];
-      Texel& o = t.At(x, y);
-      switch (kind) {
-        case kLuminance:
-          o = {p[0] / 255.f, p[0] / 255.f, p[0] / 255.f, 1};
-          break;
-        case kRgb565: {
-          const unsigned v = p[0] | p[1] << 8;
-          o = {(v >> 11) / 31.f, ((v >> 5) & 63) / 63.f, (v & 31) / 31.f, 1};
-          break;
-        }
-        case kRgb:
-          o = {p[0] / 255.f, p[1] / 255.f, p[2] / 255.f, 1};
-          break;
-      }
+      const unsigned v = kind == kRgb565 ? p[0] | p[1] << 8 : 0;
+      t.At(x, y) = kind == kLuminance ? Texel{p[0] / 255.f, p[0] / 255.f, p[0] / 255.f}
+                   : kind == kRgb565
+                       ? Texel{(v >> 11) / 31.f, ((v >> 5) & 63) / 63.f, (v & 31) / 31.f}
+                       : Texel{p[0] / 255.f, p[1] / 255.f, p[2] / 255.f};
     }
   return t;
 }
@@ -62,41 +64,27 @@ TextureModel TextureModel::FromBmp(const std::string& path, Kind kind) {
 TextureModel TextureModel::FromFrame(const Nv21& frame, int allocW) {
   TextureModel t(allocW, frame.height);
   for (int y = 0; y < frame.height; ++y)
-    for (int x = 0; x < allocW; ++x) {
-      const int sx = std::min(x, frame.width - 1);
-      const uint8_t* c = frame.uv() + static_cast<size_t>(y / 2) * frame.width + (sx & ~1);
-      t.At(x, y) = {frame.y()[static_cast<size_t>(y) * frame.width + sx] / 255.f, c[0] / 255.f,
-                    c[1] / 255.f, 1};
-    }
+    for (int x = 0; x < allocW; ++x)
+      t.At(x, y) = PixelTexel(frame, std::min(x, frame.width - 1), y);
   return t;
 }
 
+TextureModel TextureModel::Vignette(int w, int h, float tolerance) {
+  const float r = static_cast<float>(w) / h;
+  const bool wide = std::fabs(r - 16.f / 9) < tolerance || std::fabs(r - 5.f / 3) < tolerance;
+  return FromBmp(wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp", kLuminance);
+}
+
 int TextureModel::Wrap(int i, int n) const {
-  if (repeat) return ((i % n) + n) % n;
-  return std::min(std::max(i, 0), n - 1);
+  return repeat ? ((i % n) + n) % n : std::min(std::max(i, 0), n - 1);
 }
 
 Texel TextureModel::Linear(float s, float t) const {
   const float u = s * m_w - 0.5f, v = t * m_h - 0.5f;
   const float fu = std::floor(u), fv = std::floor(v);
-  const int x0 = static_cast<int>(fu), y0 = static_cast<int>(fv);
-  return Bilinear(At(Wrap(x0, m_w), Wrap(y0, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0, m_h)),
-                  At(Wrap(x0, m_w), Wrap(y0 + 1, m_h)), At(Wrap(x0 + 1, m_w), Wrap(y0 + 1, m_h)),
-                  u - fu, v - fv);
-}
-
-Texel Bilinear(const Texel& p00, const Texel& p10, const Texel& p01, const Texel& p11, float a,
-               float b) {
-  const int wa = static_cast<int>(std::lround(a * 256.f));
-  const int wb = static_cast<int>(std::lround(b * 256.f));
-  return Mix(Mix(p00, p10, wa), Mix(p01, p11, wa), wb);
-}
-
-Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel) {
-  // The round trip's own back half: a frame whose every pixel the shade
-  // replaces by the given colour.
-  Nv21 blank(w, h);
-  return RoundTrip(blank, [&pixel](int x, int y, Rgb) { return pixel(x, y); });
+  const int x0 = Wrap(static_cast<int>(fu), m_w), y0 = Wrap(static_cast<int>(fv), m_h);
+  const int x1 = Wrap(static_cast<int>(fu) + 1, m_w), y1 = Wrap(static_cast<int>(fv) + 1, m_h);
+  return Mix8(Mix8(At(x0, y0), At(x1, y0), u - fu), Mix8(At(x0, y1), At(x1, y1), u - fu), v - fv);
 }
 
 std::string AssetPath(const std::string& file) { return pe::platform::AssetDir() + file; }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 namespace pe {
@@ -25,6 +26,10 @@ struct Nv21 {
   uint8_t* uv() { return data.data() + static_cast<size_t>(width) * height; }
   const uint8_t* y() const { return data.data(); }
   const uint8_t* uv() const { return data.data() + static_cast<size_t>(width) * height; }
+  // The V/U pair of pixel (x, y).
+  const uint8_t* vu(int x, int y) const {
+    return uv() + static_cast<size_t>(y / 2) * width + (x & ~1);
+  }
 };
 
 // Deterministic test frame: gradients, colour blocks and fine detail.
@@ -32,17 +37,15 @@ Nv21 MakeFrame(int w, int h, uint32_t seed);
 
 // The effect programs' YUV-to-RGB matrix, for levels as 0..1 (unclamped).
 Rgb YuvToRgb(float y, float v, float u);
-// The RGB the effect programs see for a pixel.
-inline Rgb YuvToRgb(uint8_t y, uint8_t v, uint8_t u) {
-  return YuvToRgb(y / 255.f, v / 255.f, u / 255.f);
-}
 // GLSL's smoothstep.
 float Smoothstep(float e0, float e1, float x);
 // What an RGBA8 render target stores.
 Rgb Quantise(Rgb c);
 
-// Full model: every pixel goes through shade(x, y, rgb) (identity for
-// Bypass), is quantised, and is converted back to NV21.
+// The output of a frame whose RGB at each pixel is given: quantised as the
+// render target stores it, converted back to NV21.
+Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel);
+// Every pixel of in through shade(x, y, rgb) (identity for Bypass), rendered.
 using Shade = std::function<Rgb(int x, int y, Rgb in)>;
 Nv21 RoundTrip(const Nv21& in, const Shade& shade = nullptr);
 
@@ -53,10 +56,12 @@ struct Diff {
 };
 Diff Compare(const Nv21& a, const Nv21& b);
 
-// A frame where some pixels are left out of the comparison: per pixel
-// kAmbiguous or kSeam; chroma is left out where any of its four is.
+// A frame where some pixels may be left out of the comparison: per pixel
+// kAmbiguous or kSeam (none where skip is empty); chroma is left out where
+// any of its four is.
 constexpr char kCompared = 0, kAmbiguous = 1, kSeam = 2;
 struct Expected {
+  Expected(Nv21 f = {}, std::vector<char> s = {}) : frame(std::move(f)), skip(std::move(s)) {}
   Nv21 frame;
   std::vector<char> skip;
 };

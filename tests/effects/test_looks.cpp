@@ -1,0 +1,372 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "LookModels.h"
+#include "PublicService.h"
+
+namespace pe {
+namespace test {
+namespace {
+
+using ref::Expected;
+using ref::Nv21;
+
+// "GPU-effect=code", with parameter 0 (and what follows) where p0 is given.
+std::string Effect(const std::string& code, int p0 = -1, const char* more = "") {
+  std::string s = "GPU-effect=" + code;
+  if (p0 >= 0) s += ";GE-param0=" + std::to_string(p0) + ",0,0,0" + more;
+  return s;
+}
+
+// One setting of a look: parameters set in turn ("crop": the middle quarter
+// of the frame or still as zoom, "-": none) and the model of what a frame
+// then becomes.
+struct Step {
+  std::vector<std::string> params;
+  std::function<Expected(const Nv21&)> model;
+  int tolerance = 3;
+  double spare = 0;  // share of the pixels the model may leave out
+  int W = 0;         // a still's width, 4:3
+};
+// A family's steps through w x h previews, and through stills behind them.
+struct Plan {
+  std::string start;
+  std::vector<Step> previews, stills;
+};
+
+const float kQuarter[4] = {0.25f, 0.25f, 0.5f, 0.5f};  // the "crop" of a still
+
+// --- Contrast ramp looks: p0 = 30 puts CM's tones between two sets and
+// stores a strength elsewhere.
+Plan Ramp(int w, int h) {
+  Plan p{Effect("C", 30), {}, {}};
+  for (int i = 0; i < 6; ++i) {
+    const ref::RampModel m(static_cast<ref::RampLook>(i), w, h, 30);
+    p.previews.push_back(
+        {{Effect(std::string(1, "CDEFGH"[i]), 30)}, [m](const Nv21& f) { return m.Preview(f); }});
+  }
+  // Masks lie over the whole still; a crop zooms only the looks whose walk
+  // honours it. The crop walk takes one still at full size.
+  auto still = [](ref::RampLook look, bool crop) {
+    const ref::RampModel m(look, 1280, 720, 60);
+    return [=](const Nv21& f) { return m.Capture(f, crop ? kQuarter : nullptr); };
+  };
+  p.stills = {{{Effect("D", 60)}, still(ref::RampLook::kNash, false), 3, 0, 2000},
+              {{Effect("E", 60), "crop"}, still(ref::RampLook::kTwoToneV, true), 3, 0, 2000},
+              {{Effect("G", 60), "crop"}, still(ref::RampLook::kToneCM, true), 3, 0, 4000}};
+  return p;
+}
+
+// --- Tone curves: each look plain, then zoomed, which the colour looks and
+// the whiteboard follow and the black and white ignores.
+const char* const kVintageCurves[] = {"CurveCross.bmp", "CurveCold.bmp", "CurveWarm.bmp",
+                                      "CurveSepia.bmp"};
+Plan Curves(int w, int h) {
+  Plan p{Effect("1"), {}, {}};
+  const int a = AllocW(w);
+  const std::array<float, 4> zoom = {static_cast<float>(w / 4) / w, static_cast<float>(h / 4) / h,
+                                     static_cast<float>(w / 2) / w, static_cast<float>(h / 2) / h};
+  // Vintage look 0 ... 3 (the last unmasked), or the grey one.
+  auto curve = [=](int look, bool grey, bool z) {
+    const ref::CurveLook c = ref::LoadCurveLook(kVintageCurves[look], grey, look != 3, w, h);
+    return [=](const Nv21& f) { return ref::CurveLookPreview(c, f, a, z ? zoom.data() : nullptr); };
+  };
+  for (const char* crop : {"-", "crop"}) {
+    const bool z = crop[0] != '-';
+    for (int look = 0; look < 4; ++look)
+      p.previews.push_back({{Effect("1", look), crop}, curve(look, false, z)});
+    p.previews.push_back({{Effect("6"), crop}, curve(0, true, z)});
+    p.previews.push_back({{Effect("B"), crop}, [=](const Nv21& f) {
+                            return ref::WhiteboardPreview(f, a, z ? zoom.data() : nullptr);
+                          }});
+  }
+  // At 2000x1500: the plain walk takes a 4000x3000 still in the vignette's
+  // test, the crop walk in the ramp looks'. The whiteboard's crop-aware walk
+  // whole, then with the middle quarter stretched over the still.
+  static const float kWhole[4] = {0, 0, 1, 1};
+  const ref::CurveLook warm = ref::LoadCurveLook("CurveWarm.bmp", false, true, 1280, 720);
+  auto whiteboard = [](const float* crop) {
+    return [=](const Nv21& f) { return ref::WhiteboardCapture(f, 1280, 720, 1280, crop); };
+  };
+  p.stills = {
+      {{Effect("1", 2)}, [=](const Nv21& f) { return ref::CurveLookCapture(warm, f); }, 3, 0, 2000},
+      {{Effect("B")}, whiteboard(kWhole), 3, 0, 2000},
+      {{"crop"}, whiteboard(kQuarter), 3, 0, 2000}};
+  return p;
+}
+
+// --- Geometry and pattern looks.
+ref::Fisheye FisheyeAt(int w, int h, int strength) {
+  auto clamp = [](float v) { return std::fmin(std::fmax(v, 0.1f), 0.9f); };
+  return {clamp(static_cast<float>(Mapped(700, w, 1920)) / w),
+          clamp(static_cast<float>(Mapped(620, h, 1080)) / h),
+          static_cast<float>(0.6 + strength * 1.2 * 0.01)};
+}
+// Stills: 4000x3000 for the paths of their own, smaller for mirror and
+// bloom, whose plain walk the vignette takes at 4000x3000.
+Plan Geometry(int w, int h) {
+  const int a = AllocW(w);
+  const std::string fish10 = Effect("3", 10, ";GE-param1=700,620,0,0");
+  const std::string fish80 = Effect("3", 80, ";GE-param1=700,620,0,0");
+  auto fisheye = [=](int strength, bool still) {
+    return [=](const Nv21& f) {
+      const ref::Fisheye e = FisheyeAt(w, h, strength);
+      return still ? e.Still(f) : e.Preview(f, a);
+    };
+  };
+  auto dots = [=](int strength, int index, bool still) {
+    ref::TextureModel mask = ref::TextureModel::FromBmp(
+        "dot_mask_" + std::to_string(index) + ".bmp", ref::TextureModel::kRgb565);
+    mask.repeat = true;
+    const float smallest = h / 68.f, largest = h / 30.f;
+    const double dot = smallest + strength * ((largest - smallest) / 100.f);
+    return [=](const Nv21& f) {
+      return ref::Dots(f, still ? f.width : a, static_cast<double>(f.height) / h * dot, mask);
+    };
+  };
+  auto mirror = [=](bool landscape, bool still) {
+    return [=](const Nv21& f) {
+      return still ? ref::MirrorStill(f, w, h, landscape) : ref::MirrorPreview(f, a, landscape);
+    };
+  };
+  auto bloom = [](const Nv21& f) { return ref::RoundTrip(f, ref::BloomShade()); };
+  // Fisheye: the bulge, then the expanding branch. Dots: small ones through
+  // mask 1, large ones through mask 2. The mirror's landscape flag comes with
+  // the effect's choice, here while the preview runs.
+  return {Effect("3"),
+          {{{fish10}, fisheye(10, false), 3, 0.02},
+           {{fish80}, fisheye(80, false), 3, 0.02},
+           {{Effect("5", 30)}, dots(30, 1, false)},
+           {{Effect("5", 70)}, dots(70, 2, false)},
+           {{Effect("8", 0)}, mirror(false, false), 2},
+           {{Effect("9"), Effect("8", 1)}, mirror(true, false), 2},
+           {{Effect("9")}, bloom, 2}},
+          {{{fish80}, fisheye(80, true), 3, 0.02, 4000},
+           {{Effect("5", 70)}, dots(70, 2, true), 3, 0, 4000},
+           {{Effect("8", 0)}, mirror(false, true), 2, 0, 2000},
+           {{Effect("9")}, bloom, 2, 0, 2000}}};
+}
+
+// --- Reduced-size blur looks: depth of field (2), tilt-shift (7), sketch (I)
+// and colour sketch (J). The user's strength, centre and edge point as each
+// effect turns them into its blur and mix, for a w x h preview; a still
+// through the apron walk (2, 7) or the overlap walk (sketches).
+Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
+  const int a = AllocW(w), W = f.width, H = f.height;
+  const float cx = static_cast<float>(Mapped(960, w, 1920)) / w;
+  const float cy = static_cast<float>(Mapped(number == 2 ? 540 : 500, h, 1080)) / h;
+  const float dx =
+      std::fabs(static_cast<float>(Mapped(number == 2 ? 1400 : 960, w, 1920)) / w - cx);
+  const float dy = std::fabs(static_cast<float>(Mapped(number == 2 ? 700 : 800, h, 1080)) / h - cy);
+  const float crop = static_cast<float>(w) / a;
+  ref::BlurSetup setup{ref::GaussianRow(14), w / 4, h * 180 / 768, 1.f / w, 1.f / h};
+  ref::Mixer mix = ref::SketchMix(number == 18);
+  float blurScale = 1.f;
+  if (number == 2) {
+    const float q = std::pow(static_cast<float>(h) / w, 2.f);
+    const float ratio = std::pow(static_cast<float>(H) / W, 2.f);
+    const bool legacy = std::fabs(q - 0.5625f) < 1e-4f;
+    const float r = std::fmax(std::sqrt(dx * dx + dy * dy), legacy ? 0.06f : 0.15f);
+    const float R = r + (static_cast<float>(w) / h - 1.f) * dx;
+    const float e0 = legacy ? R - 0.075f : R - 0.225f, e1 = legacy ? R + 0.075f : R - 0.075f;
+    setup = {ref::GaussianRow(60 / 7), w / 2, 192 * h / 360, 1.f / w, 1.f / h};  // strength 60
+    blurScale = crop;
+    mix = ref::FocusMix(
+        [=](float gx, float gy) { return (gx - cx) * (gx - cx) + (gy - cy) * (gy - cy) * ratio; },
+        e0 * e0, e1 * e1, 0.8f);
+  } else if (number == 7) {
+    const float R = std::fmax(dy, 0.1f);
+    setup = {ref::GaussianRow(14), w * 320 / 800, 192 * h / 480, 1.f / w, 1.f / h};
+    mix = ref::FocusMix([=](float, float gy) { return std::fabs(gy - cy); },
+                        (R - 0.075f) * (R - 0.075f), (R + 0.075f) * (R + 0.075f), 1.f);
+  }
+  if (!still) return ref::PreviewModel(f, a, setup, crop, blurScale, mix);
+  return number >= 17 ? ref::OverlapCaptureModel(f, w, h, a, setup, mix)
+                      : ref::ApronCaptureModel(f, w, h, setup, mix);
+}
+
+// Strength 0 shows the sharp picture. Tilt-shift shares depth of field's
+// walk, so its still is smaller; the sketches share all but their last pass,
+// which the previews cover, so one of them is captured, at 3000x2250: a block
+// with neighbours on every side.
+Plan Blur(int w, int h) {
+  const std::string dof = Effect("2", 60, ";GE-param1=960,540,1400,700");
+  const std::string tilt = Effect("7", 100, ";GE-param1=960,500,960,800");
+  auto look = [=](int number, bool still) {
+    return [=](const Nv21& f) { return Blurred(number, w, h, f, still); };
+  };
+  auto sharp = [](const Nv21& f) { return ref::RoundTrip(f); };
+  return {dof,
+          {{{dof}, look(2, false), 4},
+           {{Effect("2", 0, ";GE-param1=960,540,1400,700")}, sharp, 2},
+           {{tilt}, look(7, false), 4},
+           {{Effect("7", 0, ";GE-param1=960,500,960,800")}, sharp, 2},
+           {{Effect("I")}, look(17, false), 4, 0.25},
+           {{Effect("J")}, look(18, false), 4, 0.25}},
+          {{{dof}, look(2, true), 4, 0, 4000},
+           {{tilt}, look(7, true), 4, 0, 2000},
+           {{Effect("J")}, look(18, true), 4, 0.25, 3000}}};
+}
+
+const struct Family {
+  const char* name;
+  Plan (*plan)(int w, int h);
+} kFamilies[] = {{"Ramp", Ramp}, {"Curves", Curves}, {"Geometry", Geometry}, {"Blur", Blur}};
+void PrintTo(const Family& f, std::ostream* os) { *os << f.name; }
+
+// The sketches lie beyond the manager's default bound; the host raises it.
+class Looks : public PublicService {
+  ScopedEnv m_count{"POSTEFFECT_EFFECT_COUNT", "19"};
+
+ protected:
+  // The plan's steps behind a w x h preview, each frame or still against its
+  // model.
+  void Run(const Plan& plan, int w, int h, bool stills) {
+    ASSERT_EQ(Params(plan.start), 0);
+    ASSERT_EQ(m_fx->startPreview(w, h), 0);
+    for (const Step& step : stills ? plan.stills : plan.previews) {
+      const int fw = stills ? step.W : w, fh = stills ? step.W * 3 / 4 : h;
+      SCOPED_TRACE(step.params.front());
+      for (const std::string& p : step.params) {
+        if (p == "-") continue;
+        ASSERT_EQ(p == "crop" ? m_fx->setCrop(fw / 4, fh / 4, fw / 2, fh / 2) : Params(p), 0);
+      }
+      SharedNv21 shm(fw, fh);
+      const Nv21 in = ref::MakeFrame(fw, fh, 7);
+      if (stills) {
+        ASSERT_EQ(Capture(shm, in), 0);
+      }
+      const ref::MaskedDiff d =
+          ref::CompareMasked(stills ? shm.Get() : Preview(shm, in), step.model(in));
+      ExpectWithin(d.diff, step.tolerance);
+      EXPECT_LE(d.skipped, static_cast<size_t>(step.spare * fw * fh));
+      // Where the overlap is shorter than a kernel's reach, a few pixels next
+      // to a seam may fall differently, never many.
+      EXPECT_LE(d.seamOff, d.seam / 100) << d.seamOff << " of " << d.seam << " seam pixels differ";
+    }
+  }
+};
+
+class LookPreviews : public Looks,
+                     public ::testing::WithParamInterface<std::tuple<Family, Size>> {};
+TEST_P(LookPreviews, MatchTheModels) {
+  const Size s = std::get<1>(GetParam());
+  Run(std::get<0>(GetParam()).plan(s.w, s.h), s.w, s.h, false);
+}
+INSTANTIATE_TEST_SUITE_P(Families, LookPreviews,
+                         ::testing::Combine(::testing::ValuesIn(kFamilies),
+                                            ::testing::ValuesIn(kPreviewSizes)),
+                         [](const ::testing::TestParamInfo<std::tuple<Family, Size>>& info) {
+                           return std::string(std::get<0>(info.param).name) + "_" +
+                                  Name(std::get<1>(info.param));
+                         });
+
+// Stills larger than the preview are walked in blocks: no seam between them.
+class LookStills : public Looks, public ::testing::WithParamInterface<Family> {};
+TEST_P(LookStills, MatchTheModels) { Run(GetParam().plan(1280, 720), 1280, 720, true); }
+INSTANTIATE_TEST_SUITE_P(Families, LookStills, ::testing::ValuesIn(kFamilies),
+                         [](const ::testing::TestParamInfo<Family>& info) {
+                           return std::string(info.param.name);
+                         });
+
+// --- What the models do not cover: choices refused, assets, limits.
+
+// CM's p0 walks the tone pair (positions 24 and 25 meet, 100 is 99); the
+// other ramp looks keep p0 as a strength nothing reads.
+TEST_F(Looks, OnlyTheTonePairMovesWithParam0) {
+  ASSERT_EQ(m_fx->startPreview(320, 240), 0);
+  SharedNv21 shm(320, 240);
+  const Nv21 frame = ref::MakeFrame(320, 240, 3);
+  auto render = [&](const char* code, int p0) {
+    EXPECT_EQ(Params(Effect(code, p0)), 0);
+    return Preview(shm, frame);
+  };
+  EXPECT_EQ(render("G", 24).data, render("G", 25).data);
+  EXPECT_EQ(render("G", 99).data, render("G", 100).data);
+  EXPECT_GE(ref::Compare(render("G", 0), render("G", 50)).maxUV, 20) << "tones should move";
+  for (const char* code : {"C", "D", "E", "F", "H"})
+    EXPECT_EQ(render(code, 0).data, render(code, 100).data) << code;
+}
+
+// A masked curve look over a 640x480 frame, uncropped.
+Nv21 Curve640(const char* curve, bool grey, const Nv21& frame) {
+  return ref::CurveLookPreview(ref::LoadCurveLook(curve, grey, true, 640, 480), frame, 640,
+                               nullptr);
+}
+
+TEST_F(Looks, UnknownCurveLooksAreRefusedAndTheCurrentLookKept) {
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = ref::MakeFrame(640, 480, 91);
+  const Nv21 warm = Curve640("CurveWarm.bmp", false, frame);
+  for (int p0 : {2, 4, -1}) {
+    SCOPED_TRACE(p0);
+    ASSERT_EQ(Params("GPU-effect=1;GE-param0=" + std::to_string(p0) + ",0,0,0"), 0);
+    ExpectWithin(ref::Compare(Preview(shm, frame), warm), 3);
+  }
+  EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderVintage"));
+  ASSERT_EQ(Params(Effect("6", 1)), 0);
+  ExpectWithin(ref::Compare(Preview(shm, frame), Curve640("CurveCross.bmp", true, frame)), 3);
+  EXPECT_TRUE(m_log.Contains("wrong param", "GEShaderContrast"));
+}
+
+TEST_F(Looks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
+  TempDir over;
+  ScopedEnv env("POSTEFFECT_OVERRIDE_DIR", over.path());
+  // The warm curve standing in for the cross one.
+  std::string warm = ReadFile(ref::AssetPath("CurveWarm.bmp"));
+  over.Put("CurveCross.bmp", warm);
+  ASSERT_EQ(Params("GPU-effect=1"), 0);
+  ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+  SharedNv21 shm(640, 480);
+  const Nv21 frame = ref::MakeFrame(640, 480, 95);
+  ExpectWithin(ref::Compare(Preview(shm, frame), Curve640("CurveWarm.bmp", false, frame)), 3);
+  warm.resize(200);
+  over.Put("CurveCross.bmp", warm);
+  // A new effect number is taken at once, so the pair reloads the assets.
+  ASSERT_EQ(Params("GPU-effect=6"), 0);
+  ASSERT_EQ(Params("GPU-effect=1"), 0);
+  ExpectWithin(ref::Compare(Preview(shm, frame), Curve640("CurveCross.bmp", false, frame)), 3);
+}
+
+// Fisheye's planes and Dot's buffer (sized by its dots) must fit one
+// texture; a lowered limit stands in for a still too large for the GPU.
+TEST_F(Looks, StillsBeyondTheTextureLimitFailUntouched) {
+  ScopedEnv limit("POSTEFFECT_MAX_TEXTURE_SIZE", "512");
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  SharedNv21 big(2560, 1440);
+  const Nv21 picture = ref::MakeFrame(2560, 1440, 99);
+  for (const std::string& effect : {Effect("3", 0), Effect("5", 100)}) {
+    ASSERT_EQ(Params(effect), 0);
+    EXPECT_EQ(Capture(big, picture), 3) << effect;
+    EXPECT_EQ(big.Get().data, picture.data) << effect;
+  }
+  EXPECT_EQ(m_log.Count("beyond the largest texture", "GEShaderDot"), 1);
+  EXPECT_EQ(m_log.Count("exceeds the largest texture", "GEShaderFisheye"), 1);
+}
+
+// Without the host setting the sketches stay behind the manager's bound:
+// refused, with the frame and the still left as they were.
+class Bound : public PublicService {
+  ScopedEnv m_count{"POSTEFFECT_EFFECT_COUNT", nullptr};
+};
+TEST_F(Bound, SketchesAreRefusedUnlessTheHostRaisesTheBound) {
+  for (const char* code : {"I", "J"}) {
+    SCOPED_TRACE(code);
+    ASSERT_EQ(Params(Effect(code)), 0);
+    ASSERT_EQ(m_fx->startPreview(640, 480), 0);
+    ExpectRefused();
+  }
+  EXPECT_TRUE(m_log.Contains("index 17 should less than 17"));
+  EXPECT_TRUE(m_log.Contains("index 18 should less than 17"));
+}
+
+}  // namespace
+}  // namespace test
+}  // namespace pe
