@@ -62,19 +62,14 @@ class ImageFiles : public ::testing::Test {
   test::TempDir dir_;
 };
 
-TEST_F(ImageFiles, PngAndRawRoundTripExactlyAndJpegClosely) {
+TEST_F(ImageFiles, PngRoundTripsExactlyAndJpegClosely) {
   const RgbImage img = TestChart(320, 180);
   std::string error;
   RgbImage png, jpg;
-  Nv21Frame raw;
   ASSERT_TRUE(WriteImageFile(Path("a.png"), img, &error)) << error;
   ASSERT_TRUE(ReadPng(Path("a.png"), &png, &error)) << error;
   EXPECT_EQ(png.width * 1000 + png.height, 320180);
   EXPECT_EQ(png.rgb, img.rgb);
-
-  ASSERT_TRUE(WriteImageFile(Path("a.NV21"), RgbToNv21(img), &error)) << error;
-  ASSERT_TRUE(ReadRawNv21(Path("a.NV21"), 320, 180, &raw, &error)) << error;
-  EXPECT_EQ(raw.data, RgbToNv21(img).data);
 
   ASSERT_TRUE(WriteImageFile(Path("a.jpeg"), img, &error)) << error;
   ASSERT_TRUE(ReadJpeg(Path("a.jpeg"), &jpg, &error)) << error;
@@ -82,30 +77,7 @@ TEST_F(ImageFiles, PngAndRawRoundTripExactlyAndJpegClosely) {
   double sq = 0;
   for (size_t i = 0; i < img.rgb.size(); ++i) sq += std::pow(jpg.rgb[i] - img.rgb[i], 2.0);
   EXPECT_GT(10 * std::log10(255.0 * 255.0 / (sq / img.rgb.size())), 30.0);  // PSNR
-  EXPECT_EQ(Files().size(), 3u);  // no temporary files left over
-}
-
-TEST_F(ImageFiles, BadFilesAreRefusedWithAMessageNamingThem) {
-  std::string error;
-  RgbImage img;
-  Nv21Frame frame;
-  EXPECT_FALSE(ReadJpeg(Path("missing.jpg"), &img, &error));
-  EXPECT_NE(error.find("missing.jpg': No such file"), std::string::npos) << error;
-
-  ASSERT_TRUE(WriteImageFile(Path("good.jpg"), TestChart(64, 48), &error));
-  const std::string bytes = ReadFile(Path("good.jpg"));
-  dir_.Put("cut.jpg", bytes.substr(0, bytes.size() / 2));
-  EXPECT_FALSE(ReadJpeg(Path("cut.jpg"), &img, &error));
-  EXPECT_NE(error.find("cut.jpg' is not a valid JPEG"), std::string::npos) << error;
-
-  dir_.Put("text.png", "hello");
-  EXPECT_FALSE(ReadPng(Path("text.png"), &img, &error));
-  EXPECT_NE(error.find("text.png' is not a valid PNG"), std::string::npos) << error;
-
-  dir_.Put("short.nv21", std::string(100, '\0'));
-  EXPECT_FALSE(ReadRawNv21(Path("short.nv21"), 16, 16, &frame, &error));
-  EXPECT_NE(error.find("holds 100 bytes, but one 16x16 NV21 frame is 384"), std::string::npos)
-      << error;
+  EXPECT_EQ(Files().size(), 2u);  // no temporary files left over
 }
 
 TEST_F(ImageFiles, OutputAppearsOnlyWhenCommitted) {
@@ -166,11 +138,6 @@ TEST(Effects, NumbersCharactersAndNamesSelectTheSameEffect) {
   EXPECT_EQ(ParseEffect("a"), nullptr);
   EXPECT_EQ(ParseEffect("19"), nullptr);
 
-  EffectRequest r{FindEffect(10), {1, -2, 3, 4}, {960, 540, 1344, 540}};
-  EXPECT_EQ(ParameterString(r), "GPU-effect=B;GE-param0=1,-2,3,4;GE-param1=960,540,1344,540");
-  // Positions default to the display centre and an edge point to its right.
-  const Quad vignette = DefaultParam1(*FindEffect(4), 1920, 1080);
-  EXPECT_TRUE(vignette[0] == 960 && vignette[1] == 540 && vignette[2] > 960);
   test::ScopedEnv display("POSTEFFECT_DISPLAY", "720x1280");
   int w = 0, h = 0;
   DisplaySize(&w, &h);
@@ -199,23 +166,19 @@ TEST(Chart, HasBarsRampsAndSinglePixelDetail) {
   // Single-pixel lines at the top of the detail row.
   for (int x = 0; x < 40; ++x) EXPECT_EQ(c.At(x, 506)[0], x % 2 == 0 ? 255 : 0) << x;
   // The label's first letter, a T, tops the white bar; the chart never changes.
-  EXPECT_EQ(c.At(7, 7)[0], 0);
-  EXPECT_EQ(c.At(7, 12)[0], 255);
+  EXPECT_TRUE(c.At(7, 7)[0] == 0 && c.At(7, 12)[0] == 255);
   EXPECT_EQ(TestChart(1280, 720).rgb, c.rgb);
-  EXPECT_EQ(TestChart(64, 36).rgb.size(), 64u * 36 * 3);  // small sizes must not fault
 }
 
-// A stand-in service, checked as a camera service's partner would be: each
-// frame must read the same through the file descriptor at its offset as at
-// base + offset. Frames it processes get their luma inverted; effect 0 passes
-// untouched and 17, 18 are refused, as by a build without them.
+// A stand-in service: frames it processes get their luma inverted; effect 0
+// passes untouched and 17, 18 are refused, as by a build without them.
 struct FakeState {
   std::string params;
   char effect = '0';
   int previewW = 0, previewH = 0, captureW = 0, captureH = 0, cropX = -1, cropW = -1, cropH = -1;
   long uvOffset = 0;
   std::vector<long> offsets;  // of every frame handed over
-  int framesProcessed = 0, fdMismatches = 0, captureResult = 0;
+  int framesProcessed = 0, captureResult = 0;
   int created = 0, destroyed = 0, started = 0, stopped = 0;
   bool previewing = false;
 } fake;
@@ -249,16 +212,17 @@ class FakePostEffect : public IPostEffect {
   }
 
  private:
+  // Read through the descriptor, written back at base + offset: a frame
+  // handed over inconsistently comes back wrong.
   static int Process(int fd, void* base, long offset, int w, int h) {
-    uint8_t* frame = static_cast<uint8_t*>(base) + offset;
-    const size_t bytes = Nv21Frame::Bytes(w, h);
-    std::vector<uint8_t> viaFd(bytes);
+    std::vector<uint8_t> frame(Nv21Frame::Bytes(w, h));
+    if (pread(fd, frame.data(), frame.size(), offset) != static_cast<ssize_t>(frame.size()))
+      return PE_RESULT_CAPTURE_FAILED;
     fake.offsets.push_back(offset);
-    fake.fdMismatches += pread(fd, viaFd.data(), bytes, offset) != static_cast<ssize_t>(bytes) ||
-                         std::memcmp(viaFd.data(), frame, bytes) != 0;
-    if (fake.effect == '0') return 0;
-    for (size_t i = 0; i < static_cast<size_t>(w) * h; ++i) frame[i] ^= 0xFF;
-    return ++fake.framesProcessed, 0;
+    for (int i = 0; fake.effect != '0' && i < w * h; ++i) frame[i] ^= 0xFF;
+    fake.framesProcessed += fake.effect != '0';
+    std::memcpy(static_cast<uint8_t*>(base) + offset, frame.data(), frame.size());
+    return 0;
   }
 };
 
@@ -322,30 +286,27 @@ TEST_F(Commands, ApplyHandsAPreviewFrameOverThroughSharedMemory) {
   ASSERT_EQ(r.rc, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(fake.effect, '4');
-  EXPECT_NE(fake.params.find("GE-param0=50,0,0,0;GE-param1=960,540,"), std::string::npos)
-      << fake.params;
+  // Positions default to the display centre and an edge point to its right.
+  EXPECT_EQ(fake.params, "GPU-effect=4;GE-param0=50,0,0,0;GE-param1=960,540,1632,540");
   EXPECT_EQ(fake.previewW * 100 + fake.previewH, 6448);
   EXPECT_EQ(fake.cropW, -1);  // no crop handed over unless asked
   EXPECT_EQ(fake.framesProcessed, 1);
-  EXPECT_EQ(fake.fdMismatches, 0);
   EXPECT_FALSE(fake.previewing);
   EXPECT_EQ(ReadFile("out.yuv"), InvertLuma(in, 64, 48));
 }
 
 TEST_F(Commands, ApplyCapturesLargePicturesBehindAPreviewSizedService) {
   // No input: the test chart, big enough to be a still.
-  const Result r = Cli("apply --effect 1 --param0 3 --crop 10,20,800,600 --size 1600x1200 s.png");
+  const Result r = Cli("apply --effect 1 --param0 3 --crop 10,20,800,600 --size 1600x1200 s.nv21");
   ASSERT_EQ(r.rc, 0) << r.err;
   EXPECT_EQ(fake.previewW * 10000 + fake.previewH, 12800720);
   EXPECT_EQ(fake.captureW * 10000 + fake.captureH, 16001200);
   EXPECT_EQ(fake.uvOffset, 1600L * 1200);  // chroma right behind luma
   EXPECT_EQ(fake.cropX * 1000 + fake.cropH, 10600);
   EXPECT_NE(fake.params.find("GE-param0=3,0,0,0"), std::string::npos);
-  EXPECT_EQ(fake.fdMismatches, 0);
-  RgbImage out;
-  std::string error;
-  ASSERT_TRUE(ReadPng("s.png", &out, &error)) << error;
-  EXPECT_EQ(out.width * 10000 + out.height, 16001200);
+  const Nv21Frame chart = RgbToNv21(TestChart(1600, 1200));
+  const std::string in(chart.data.begin(), chart.data.end());
+  EXPECT_TRUE(ReadFile("s.nv21") == InvertLuma(in, 1600, 1200));
 }
 
 TEST_F(Commands, PicturesAreCroppedToWholeFramesWithANote) {
@@ -358,6 +319,13 @@ TEST_F(Commands, PicturesAreCroppedToWholeFramesWithANote) {
 }
 
 TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
+  std::string error;
+  ASSERT_TRUE(WriteImageFile("cut.jpg", TestChart(64, 48), &error));
+  const std::string jpeg = ReadFile("cut.jpg");
+  dir_.Put("cut.jpg", jpeg.substr(0, jpeg.size() / 2));
+  dir_.Put("text.png", "hello");
+  dir_.Put("short.nv21", std::string(100, '\0'));
+  const std::vector<std::string> inputs = Files();
   struct Case {
     const char* line;
     const char* mention;
@@ -389,7 +357,12 @@ TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
       {"apply --effect 1 --mode preview --size 4098x64 o.png", "use --mode capture"},
       {"apply --effect 1 --preview-size 1280x720 --size 640x480 o.png", "does not fit in the 640"},
       // Failures while working.
-      {"apply --effect 1 missing.png o.png", "'missing.png'", kExitFailure},
+      {"apply --effect 1 missing.png o.png", "cannot open 'missing.png': No such file",
+       kExitFailure},
+      {"apply --effect 1 cut.jpg o.png", "'cut.jpg' is not a valid JPEG", kExitFailure},
+      {"apply --effect 1 text.png o.png", "'text.png' is not a valid PNG", kExitFailure},
+      {"apply --effect 1 --size 16x16 short.nv21 o.png",
+       "100 bytes, but one 16x16 NV21 frame is 384", kExitFailure},
       {"apply --effect I o.png", "effect 17 (Sketch): result 2", kExitFailure},
       {"apply --effect 2 --mode capture --size 640x480 o.png", "result 3 (capture failed)",
        kExitFailure, PE_RESULT_CAPTURE_FAILED},
@@ -403,25 +376,20 @@ TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
     EXPECT_EQ(LineCount(r.err), 1) << r.err;
     EXPECT_EQ(r.err.rfind("posteffect: ", 0), 0u);
     EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
-    EXPECT_TRUE(Files().empty());
+    EXPECT_EQ(Files(), inputs);
   }
 }
 
 TEST_F(Commands, StreamPassesEveryFrameThroughARingOfSharedSlotsAndNamesAShortOne) {
-  const int w = 32, h = 16, frames = 5;
-  std::string input, expected;
-  for (int i = 0; i < frames; ++i) {
-    std::string f(w * h * 3 / 2, '\0');
-    for (size_t j = 0; j < f.size(); ++j) f[j] = static_cast<char>(j * 7 + i * 13);
-    input += f;
-    expected += InvertLuma(f, w, h);
-  }
+  const int frames = 5;
+  std::string input(frames * 768, '\0'), expected;  // of 32x16
+  for (size_t i = 0; i < input.size(); ++i) input[i] = static_cast<char>(i * 7 + i / 768 * 13);
+  for (int i = 0; i < frames; ++i) expected += InvertLuma(input.substr(i * 768, 768), 32, 16);
   Result r = Cli("stream --size 32x16 --effect B", input);
   ASSERT_EQ(r.rc, 0) << r.err;
   EXPECT_TRUE(r.out == expected);
   EXPECT_EQ(fake.effect, 'B');
   EXPECT_EQ(fake.framesProcessed, frames);
-  EXPECT_EQ(fake.fdMismatches, 0);
   EXPECT_EQ(std::set<long>(fake.offsets.begin(), fake.offsets.end()).size(), 3u);
   EXPECT_NE(r.err.find("5 frames of 32x16"), std::string::npos) << r.err;
 
