@@ -40,31 +40,25 @@ uint32_t Le(const std::string& b, size_t at, int bytes) {
 // 5-6-5 bit fields the depth calls for, and rows already a multiple of 4
 // bytes, so that the loader's unpadded block read and a viewer agree.
 std::string ParseStrict(const std::string& f, Bmp* out) {
-  if (f.size() < 54 || f[0] != 'B' || f[1] != 'M') return "no BMP header";
-  if (Le(f, 2, 4) != f.size() || Le(f, 6, 4) != 0) return "file size or reserved field";
-  if (Le(f, 14, 4) != 40 || Le(f, 26, 2) != 1) return "info header size or planes";
+  if (f.size() < 54 || f.compare(0, 2, "BM") != 0) return "no BMP header";
   const auto w = static_cast<int32_t>(Le(f, 18, 4)), h = static_cast<int32_t>(Le(f, 22, 4));
   const int bpp = static_cast<int>(Le(f, 28, 2));
   if (w <= 0 || h <= 0) return "size not positive (rows must be bottom-up)";
-  uint32_t offset = 54, compression = 0;
-  if (bpp == 8) {
-    offset += 1024;
-    for (uint32_t i = 0; i < 256 && f.size() >= offset; ++i)
-      if (Le(f, 54 + 4 * i, 4) != i * 0x010101u) return "palette is not a grey ramp";
-  } else if (bpp == 16) {
-    offset += 12;
-    compression = 3;
-    if (f.size() < offset || Le(f, 54, 4) != 0xF800 || Le(f, 58, 4) != 0x07E0 ||
-        Le(f, 62, 4) != 0x001F)
-      return "bit fields are not 5-6-5";
-  } else if (bpp != 24) {
-    return std::to_string(bpp) + " bits per pixel";
-  }
+  if (bpp != 8 && bpp != 16 && bpp != 24) return std::to_string(bpp) + " bits per pixel";
   const size_t rowBytes = static_cast<size_t>(w) * bpp / 8;
-  if (Le(f, 30, 4) != compression || Le(f, 10, 4) != offset) return "compression or data offset";
   if (rowBytes % 4 != 0) return "rows of " + std::to_string(rowBytes) + " bytes";
-  if (Le(f, 34, 4) != rowBytes * h || offset + rowBytes * h != f.size())
-    return "pixel block does not fill the file";
+  const size_t offset = 54 + (bpp == 8 ? 1024 : bpp == 16 ? 12 : 0);
+  if (offset + rowBytes * h != f.size()) return "pixel block does not fill the file";
+  // Each field's position, its width in bytes and the value it must hold.
+  const size_t fields[][3] = {{2, 4, f.size()},     {6, 4, 0},  {10, 4, offset},
+                              {14, 4, 40},          {26, 2, 1}, {30, 4, bpp == 16 ? 3u : 0u},
+                              {34, 4, rowBytes * h}};
+  for (const auto& [at, bytes, value] : fields)
+    if (Le(f, at, static_cast<int>(bytes)) != value) return "field at byte " + std::to_string(at);
+  for (uint32_t i = 0; bpp == 8 && i < 256; ++i)
+    if (Le(f, 54 + 4 * i, 4) != i * 0x010101u) return "palette is not a grey ramp";
+  if (bpp == 16 && (Le(f, 54, 4) != 0xF800 || Le(f, 58, 4) != 0x07E0 || Le(f, 62, 4) != 0x001F))
+    return "bit fields are not 5-6-5";
   *out = Bmp{w, h, bpp, f.substr(offset)};
   return "";
 }

@@ -16,6 +16,7 @@
 #include <sstream>
 
 #include "ColorConvert.h"
+#include "CommandSupport.h"
 #include "Commands.h"
 #include "Drawing.h"
 #include "ImageIO.h"
@@ -170,64 +171,66 @@ TEST(Chart, HasBarsRampsAndSinglePixelDetail) {
   EXPECT_EQ(TestChart(1280, 720).rgb, c.rgb);
 }
 
-// A stand-in service: frames it processes get their luma inverted; effect 0
-// passes untouched and 17, 18 are refused, as by a build without them.
+// A stand-in service that logs the calls it gets. Frames it processes get
+// their luma inverted; effect 0 passes untouched and 17, 18 are refused, as by
+// a build without them. It reads frames through the descriptor and writes
+// them back at base + offset: a frame handed over inconsistently comes back
+// wrong.
 struct FakeState {
-  std::string params;
+  std::string log;
   char effect = '0';
-  int previewW = 0, previewH = 0, captureW = 0, captureH = 0, cropX = -1, cropW = -1, cropH = -1;
-  long uvOffset = 0;
-  std::vector<long> offsets;  // of every frame handed over
-  int framesProcessed = 0, captureResult = 0;
-  int created = 0, destroyed = 0, started = 0, stopped = 0;
+  int w = 0, h = 0, processed = 0, captureResult = 0;
+  std::set<long> offsets;
   bool previewing = false;
 } fake;
 
 class FakePostEffect : public IPostEffect {
  public:
-  int start() override { return ++fake.started, 0; }
-  int stop() override { return ++fake.stopped, 0; }
+  int start() override { return Log("start"); }
+  int stop() override { return Log("stop"); }
   int startPreview(int w, int h) override {
-    fake.previewW = w, fake.previewH = h, fake.previewing = true;
-    return 0;
+    fake.w = w, fake.h = h, fake.previewing = true;
+    return Log("startPreview(" + SizeText(w, h) + ")");
   }
   int handlePreview(int fd, void* base, int offset) override {
+    Log("handlePreview");
     if (!fake.previewing) return PE_RESULT_NOT_PREVIEWING;
     if (fake.effect == 'I' || fake.effect == 'J') return PE_RESULT_PREVIEW_START_FAILED;
-    return Process(fd, base, offset, fake.previewW, fake.previewH);
+    return Process(fd, base, offset, fake.w, fake.h);
   }
-  int stopPreview() override { return fake.previewing = false, 0; }
+  int stopPreview() override { return fake.previewing = false, Log("stopPreview"); }
   int handleCapture(int w, int h, int fd, void* base, long yOffset, long uvOffset) override {
-    fake.captureW = w, fake.captureH = h, fake.uvOffset = uvOffset;
+    Log("handleCapture(" + SizeText(w, h) + "," + std::to_string(yOffset) + "," +
+        std::to_string(uvOffset) + ")");
     return fake.captureResult ? fake.captureResult : Process(fd, base, yOffset, w, h);
   }
   int setParameters(const android::String8& params) override {
-    fake.params = params.c_str();
-    const size_t at = fake.params.find("GPU-effect=");
-    fake.effect = at == std::string::npos ? '?' : fake.params[at + 11];
-    return 0;
+    const std::string p = params.c_str();
+    fake.effect = p.rfind("GPU-effect=", 0) == 0 ? p[11] : '?';
+    return Log("setParameters(" + p + ")");
   }
-  int setCrop(int x, int, int w, int h) override {
-    return fake.cropX = x, fake.cropW = w, fake.cropH = h, 0;
+  int setCrop(int x, int y, int w, int h) override {
+    return Log("setCrop(" + QuadText({x, y, w, h}) + ")");
   }
+  static int Log(const std::string& call) { return fake.log += call + " ", 0; }
 
  private:
-  // Read through the descriptor, written back at base + offset: a frame
-  // handed over inconsistently comes back wrong.
   static int Process(int fd, void* base, long offset, int w, int h) {
     std::vector<uint8_t> frame(Nv21Frame::Bytes(w, h));
     if (pread(fd, frame.data(), frame.size(), offset) != static_cast<ssize_t>(frame.size()))
       return PE_RESULT_CAPTURE_FAILED;
-    fake.offsets.push_back(offset);
+    fake.offsets.insert(offset);
     for (int i = 0; fake.effect != '0' && i < w * h; ++i) frame[i] ^= 0xFF;
-    fake.framesProcessed += fake.effect != '0';
+    fake.processed += fake.effect != '0';
     std::memcpy(static_cast<uint8_t*>(base) + offset, frame.data(), frame.size());
     return 0;
   }
 };
 
-int LineCount(const std::string& text) {
-  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+int Count(const std::string& text, const std::string& word) {
+  int n = 0;
+  for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++n;
+  return n;
 }
 
 std::string InvertLuma(std::string frame, int w, int h) {
@@ -262,16 +265,17 @@ class Commands : public ImageFiles {
     size_t outBytes = 0, errBytes = 0;
     std::FILE* outFile = open_memstream(&out, &outBytes);
     std::FILE* errFile = open_memstream(&err, &errBytes);
-    const Backend backend{[]() -> IPostEffect* { return ++fake.created, new FakePostEffect; },
-                          [](IPostEffect* p) { ++fake.destroyed, delete p; }};
+    const Backend backend{
+        []() -> IPostEffect* { return FakePostEffect::Log("new"), new FakePostEffect; },
+        [](IPostEffect* p) { FakePostEffect::Log("delete"), delete p; }};
     const int rc = pe::cli::Run(args, Context{backend, in, outFile, errFile, false});
     for (std::FILE* f : {in, outFile, errFile}) std::fclose(f);
     Result r{rc, std::string(out, outBytes), std::string(err, errBytes)};
     std::free(out);
     std::free(err);
     // Every service made was stopped and given back.
-    EXPECT_EQ(fake.created, fake.destroyed);
-    EXPECT_EQ(fake.started, fake.stopped);
+    EXPECT_EQ(Count(fake.log, "new "), Count(fake.log, "delete ")) << fake.log;
+    EXPECT_EQ(Count(fake.log, "start "), Count(fake.log, "stop ")) << fake.log;
     return r;
   }
 
@@ -285,13 +289,11 @@ TEST_F(Commands, ApplyHandsAPreviewFrameOverThroughSharedMemory) {
   const Result r = Cli("apply --effect vignette --size 64x48 in.nv21 out.yuv");
   ASSERT_EQ(r.rc, 0) << r.err;
   EXPECT_EQ(r.err, "");
-  EXPECT_EQ(fake.effect, '4');
-  // Positions default to the display centre and an edge point to its right.
-  EXPECT_EQ(fake.params, "GPU-effect=4;GE-param0=50,0,0,0;GE-param1=960,540,1632,540");
-  EXPECT_EQ(fake.previewW * 100 + fake.previewH, 6448);
-  EXPECT_EQ(fake.cropW, -1);  // no crop handed over unless asked
-  EXPECT_EQ(fake.framesProcessed, 1);
-  EXPECT_FALSE(fake.previewing);
+  // Positions default to the display centre and an edge point to its right;
+  // no crop is handed over unless asked.
+  EXPECT_EQ(fake.log,
+            "new start setParameters(GPU-effect=4;GE-param0=50,0,0,0;GE-param1=960,540,1632,540) "
+            "startPreview(64x48) handlePreview stopPreview stop delete ");
   EXPECT_EQ(ReadFile("out.yuv"), InvertLuma(in, 64, 48));
 }
 
@@ -299,11 +301,11 @@ TEST_F(Commands, ApplyCapturesLargePicturesBehindAPreviewSizedService) {
   // No input: the test chart, big enough to be a still.
   const Result r = Cli("apply --effect 1 --param0 3 --crop 10,20,800,600 --size 1600x1200 s.nv21");
   ASSERT_EQ(r.rc, 0) << r.err;
-  EXPECT_EQ(fake.previewW * 10000 + fake.previewH, 12800720);
-  EXPECT_EQ(fake.captureW * 10000 + fake.captureH, 16001200);
-  EXPECT_EQ(fake.uvOffset, 1600L * 1200);  // chroma right behind luma
-  EXPECT_EQ(fake.cropX * 1000 + fake.cropH, 10600);
-  EXPECT_NE(fake.params.find("GE-param0=3,0,0,0"), std::string::npos);
+  // The chroma right behind the luma.
+  EXPECT_EQ(fake.log,
+            "new start setParameters(GPU-effect=1;GE-param0=3,0,0,0;GE-param1=0,0,0,0) "
+            "setCrop(10,20,800,600) startPreview(1280x720) handleCapture(1600x1200,0,1920000) "
+            "stopPreview stop delete ");
   const Nv21Frame chart = RgbToNv21(TestChart(1600, 1200));
   const std::string in(chart.data.begin(), chart.data.end());
   EXPECT_TRUE(ReadFile("s.nv21") == InvertLuma(in, 1600, 1200));
@@ -373,7 +375,7 @@ TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
     fake.captureResult = c.captureResult;
     const Result r = Cli(c.line);
     EXPECT_EQ(r.rc, c.rc);
-    EXPECT_EQ(LineCount(r.err), 1) << r.err;
+    EXPECT_EQ(Count(r.err, "\n"), 1) << r.err;
     EXPECT_EQ(r.err.rfind("posteffect: ", 0), 0u);
     EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
     EXPECT_EQ(Files(), inputs);
@@ -389,24 +391,24 @@ TEST_F(Commands, StreamPassesEveryFrameThroughARingOfSharedSlotsAndNamesAShortOn
   ASSERT_EQ(r.rc, 0) << r.err;
   EXPECT_TRUE(r.out == expected);
   EXPECT_EQ(fake.effect, 'B');
-  EXPECT_EQ(fake.framesProcessed, frames);
-  EXPECT_EQ(std::set<long>(fake.offsets.begin(), fake.offsets.end()).size(), 3u);
+  EXPECT_EQ(fake.processed, frames);
+  EXPECT_EQ(fake.offsets.size(), 3u);
   EXPECT_NE(r.err.find("5 frames of 32x16"), std::string::npos) << r.err;
 
   r = Cli("stream --size 32x16 --effect B", input + std::string(100, '\x40'));
   EXPECT_EQ(r.rc, kExitFailure);
   EXPECT_TRUE(r.out == expected);  // the whole frames went through
-  ASSERT_EQ(LineCount(r.err), 1) << r.err;
+  ASSERT_EQ(Count(r.err, "\n"), 1) << r.err;
   EXPECT_NE(r.err.find("stdin ended inside frame 6: 100 of 768 bytes"), std::string::npos) << r.err;
 }
 
 TEST_F(Commands, GalleryTilesEveryEffectTheLibraryAccepts) {
   const Result r = Cli("gallery all.png");
   ASSERT_EQ(r.rc, 0) << r.err;
-  EXPECT_EQ(LineCount(r.err), 1) << r.err;
+  EXPECT_EQ(Count(r.err, "\n"), 1) << r.err;
   EXPECT_NE(r.err.find("refuses: 17 (Sketch), 18 (Color Sketch)"), std::string::npos) << r.err;
-  EXPECT_EQ(fake.framesProcessed, 16);  // 1..16; effect 0 passes untouched
-  EXPECT_EQ(fake.previewW, 640);        // the 1280x720 chart halved
+  EXPECT_EQ(fake.processed, 16);  // 1..16; effect 0 passes untouched
+  EXPECT_EQ(fake.w, 640);         // the 1280x720 chart halved
 
   RgbImage sheet;
   std::string error;
