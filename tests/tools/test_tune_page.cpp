@@ -60,13 +60,14 @@ TEST(TunePage, ShowsWhatApplyMakesFromTheStringItShows) {
     return r ? json::parse(r->body)["value"] : json();
   };
   const test::TempDir dir;
-  json caps = json::parse(R"({"capabilities": {"alwaysMatch": {"goog:chromeOptions": {
-      "binary": "/usr/bin/chromium", "args": ["--headless", "--no-sandbox", "--disable-gpu",
-      "--disable-quic", "--no-first-run", "--disable-background-networking",
-      "--disable-component-update", "--disable-sync", "--window-size=1700,900",
-      "--force-color-profile=srgb"]}}}})");
-  caps["capabilities"]["alwaysMatch"]["goog:chromeOptions"]["args"].push_back(
-      std::string("--user-data-dir=") + dir.path());
+  json caps;
+  caps["capabilities"]["alwaysMatch"]["goog:chromeOptions"] = {
+      {"binary", "/usr/bin/chromium"},
+      {"args",
+       {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+        "--disable-background-networking", "--disable-component-update", "--disable-sync",
+        "--window-size=1700,900", "--force-color-profile=srgb",
+        std::string("--user-data-dir=") + dir.path()}}};
   session = call("", caps)["sessionId"].get<std::string>();
   ASSERT_FALSE(session.empty()) << "no Chromium session: is chromium installed?";
   const auto run = [&](const std::string& script) {
