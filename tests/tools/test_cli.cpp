@@ -55,11 +55,13 @@ TEST(ColorConvert, MatchesTheReferenceModelBothWays) {
   EXPECT_LE(worst, 1.f);
 }
 
-// A scratch directory for the files a test writes.
+// Tests run in a scratch directory of their own.
 class ImageFiles : public ::testing::Test {
  protected:
-  std::string Path(const std::string& name) const { return dir_.File(name); }
+  void SetUp() override { std::filesystem::current_path(dir_.path()); }
+  void TearDown() override { std::filesystem::current_path(cwd_); }
   std::vector<std::string> Files() const { return test::ListDir(dir_.path()); }
+  const std::filesystem::path cwd_ = std::filesystem::current_path();
   test::TempDir dir_;
 };
 
@@ -67,13 +69,13 @@ TEST_F(ImageFiles, PngRoundTripsExactlyAndJpegClosely) {
   const RgbImage img = TestChart(320, 180);
   std::string error;
   RgbImage png, jpg;
-  ASSERT_TRUE(WriteImageFile(Path("a.png"), img, &error)) << error;
-  ASSERT_TRUE(ReadPng(Path("a.png"), &png, &error)) << error;
+  ASSERT_TRUE(WriteImageFile("a.png", img, &error)) << error;
+  ASSERT_TRUE(ReadPng("a.png", &png, &error)) << error;
   EXPECT_EQ(png.width * 1000 + png.height, 320180);
   EXPECT_EQ(png.rgb, img.rgb);
 
-  ASSERT_TRUE(WriteImageFile(Path("a.jpeg"), img, &error)) << error;
-  ASSERT_TRUE(ReadJpeg(Path("a.jpeg"), &jpg, &error)) << error;
+  ASSERT_TRUE(WriteImageFile("a.jpeg", img, &error)) << error;
+  ASSERT_TRUE(ReadJpeg("a.jpeg", &jpg, &error)) << error;
   ASSERT_EQ(jpg.rgb.size(), img.rgb.size());
   double sq = 0;
   for (size_t i = 0; i < img.rgb.size(); ++i) sq += std::pow(jpg.rgb[i] - img.rgb[i], 2.0);
@@ -84,10 +86,10 @@ TEST_F(ImageFiles, PngRoundTripsExactlyAndJpegClosely) {
 TEST_F(ImageFiles, OutputAppearsOnlyWhenCommitted) {
   std::string error;
   for (bool commit : {false, true}) {
-    AtomicFile f(Path("out.png"));
+    AtomicFile f("out.png");
     ASSERT_TRUE(f.Open(&error));
     std::fputs("partial", f.stream());
-    EXPECT_NE(access(Path("out.png").c_str(), F_OK), 0);
+    EXPECT_NE(access("out.png", F_OK), 0);
     EXPECT_TRUE(!commit || f.Commit(&error)) << error;
   }
   EXPECT_EQ(Files(), std::vector<std::string>{"out.png"});
@@ -242,15 +244,13 @@ struct Result {
   std::string out, err;
 };
 
-// Commands run in the scratch directory, which they must leave as they found
-// it when they fail.
+// Commands must leave the scratch directory as they found it when they fail.
 class Commands : public ImageFiles {
  protected:
   void SetUp() override {
+    ImageFiles::SetUp();
     fake = FakeState();
-    std::filesystem::current_path(dir_.path());
   }
-  void TearDown() override { std::filesystem::current_path(cwd_); }
 
   // The words of line as the command's arguments, input on its stdin.
   Result Cli(const std::string& line, std::string input = "") {
@@ -275,8 +275,6 @@ class Commands : public ImageFiles {
     EXPECT_EQ(Count(fake.log, "start "), Count(fake.log, "stop ")) << fake.log;
     return r;
   }
-
-  const std::filesystem::path cwd_ = std::filesystem::current_path();
 };
 
 TEST_F(Commands, ApplyHandsAPreviewFrameOverThroughSharedMemory) {
