@@ -46,8 +46,10 @@ int g_count = 0, g_failAt = 0;
 const Kind* g_failed = nullptr;
 // A compile or link chosen to fail reports so through its status query.
 GLuint g_badShader = 0, g_badProgram = 0;
-std::set<GLuint> g_textures, g_fbos, g_programs, g_shaders;
-std::set<int> g_buffers;
+// Live names by pe::fault::Live's order: textures, fbos, programs, shaders,
+// buffers (descriptors).
+enum { kTextures, kFbos, kPrograms, kShaders, kBuffers };
+std::set<unsigned> g_live[5];
 
 bool Fails(const char* call) {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -58,13 +60,13 @@ bool Fails(const char* call) {
   return true;
 }
 
-void Track(std::set<GLuint>& live, GLsizei n, const GLuint* names, bool add) {
+void Track(int kind, GLsizei n, const GLuint* names, bool add) {
   std::lock_guard<std::mutex> lock(g_mutex);
   for (GLsizei i = 0; i < n; ++i) {
     if (add && names[i])
-      live.insert(names[i]);
+      g_live[kind].insert(names[i]);
     else if (!add)
-      live.erase(names[i]);
+      g_live[kind].erase(names[i]);
   }
 }
 
@@ -93,9 +95,9 @@ const char* ExpectedLine() { return g_failed ? g_failed->line : nullptr; }
 
 Live LiveObjects() {
   std::lock_guard<std::mutex> lock(g_mutex);
-  return {static_cast<int>(g_textures.size()), static_cast<int>(g_fbos.size()),
-          static_cast<int>(g_programs.size()), static_cast<int>(g_shaders.size()),
-          static_cast<int>(g_buffers.size())};
+  Live live;
+  for (size_t k = 0; k < live.size(); ++k) live[k] = g_live[k].size();
+  return live;
 }
 
 }  // namespace fault
@@ -134,27 +136,23 @@ PE_WRAP(void*, _ZN2pe8platform23CreateNativeBufferImageEPvP19ANativeWindowBuffer
       d, Fails("eglCreateImageKHR") ? nullptr : buffer, a);
 }
 
-PE_WRAP(void, glGenTextures, GLsizei n, GLuint* names) {
-  const bool fail = Fails("glGenTextures");
-  __real_glGenTextures(fail ? -1 : n, names);
-  if (!fail) Track(g_textures, n, names, true);
-}
-PE_WRAP(void, glDeleteTextures, GLsizei n, const GLuint* names) {
-  __real_glDeleteTextures(n, names);
-  Track(g_textures, n, names, false);
-}
+// Names made and deleted in batches; a failing batch is refused whole.
+#define PE_WRAP_NAMES(gen, del, kind)                  \
+  PE_WRAP(void, gen, GLsizei n, GLuint* names) {       \
+    const bool fail = Fails(#gen);                     \
+    __real_##gen(fail ? -1 : n, names);                \
+    if (!fail) Track(kind, n, names, true);            \
+  }                                                    \
+  PE_WRAP(void, del, GLsizei n, const GLuint* names) { \
+    __real_##del(n, names);                            \
+    Track(kind, n, names, false);                      \
+  }
+PE_WRAP_NAMES(glGenTextures, glDeleteTextures, kTextures)
+PE_WRAP_NAMES(glGenFramebuffers, glDeleteFramebuffers, kFbos)
+
 PE_WRAP(void, glTexImage2D, GLenum t, GLint l, GLint i, GLsizei w, GLsizei h, GLint b, GLenum f,
         GLenum ty, const void* p) {
   __real_glTexImage2D(t, l, i, Fails("glTexImage2D") ? -1 : w, h, b, f, ty, p);
-}
-PE_WRAP(void, glGenFramebuffers, GLsizei n, GLuint* names) {
-  const bool fail = Fails("glGenFramebuffers");
-  __real_glGenFramebuffers(fail ? -1 : n, names);
-  if (!fail) Track(g_fbos, n, names, true);
-}
-PE_WRAP(void, glDeleteFramebuffers, GLsizei n, const GLuint* names) {
-  __real_glDeleteFramebuffers(n, names);
-  Track(g_fbos, n, names, false);
 }
 PE_WRAP(GLenum, glCheckFramebufferStatus, GLenum target) {
   // What a driver answers for an attachment it cannot render to; no error.
@@ -163,12 +161,12 @@ PE_WRAP(GLenum, glCheckFramebufferStatus, GLenum target) {
 }
 PE_WRAP(GLuint, glCreateShader, GLenum type) {
   const GLuint s = __real_glCreateShader(Fails("glCreateShader") ? 0 : type);
-  Track(g_shaders, 1, &s, true);
+  Track(kShaders, 1, &s, true);
   return s;
 }
 PE_WRAP(void, glDeleteShader, GLuint s) {
   __real_glDeleteShader(s);
-  Track(g_shaders, 1, &s, false);
+  Track(kShaders, 1, &s, false);
 }
 PE_WRAP(void, glCompileShader, GLuint s) {
   __real_glCompileShader(s);
@@ -181,12 +179,12 @@ PE_WRAP(void, glGetShaderiv, GLuint s, GLenum pname, GLint* v) {
 PE_WRAP(GLuint, glCreateProgram, void) {
   if (Fails("glCreateProgram")) return 0;
   const GLuint p = __real_glCreateProgram();
-  Track(g_programs, 1, &p, true);
+  Track(kPrograms, 1, &p, true);
   return p;
 }
 PE_WRAP(void, glDeleteProgram, GLuint p) {
   __real_glDeleteProgram(p);
-  Track(g_programs, 1, &p, false);
+  Track(kPrograms, 1, &p, false);
 }
 PE_WRAP(void, glLinkProgram, GLuint p) {
   __real_glLinkProgram(p);
@@ -201,13 +199,13 @@ PE_WRAP(int, memfd_create, const char* name, unsigned flags) {
   if (Fails("memfd_create")) return errno = ENOMEM, -1;
   const int fd = __real_memfd_create(name, flags);
   std::lock_guard<std::mutex> lock(g_mutex);
-  if (fd >= 0 && !pthread_equal(pthread_self(), g_tester)) g_buffers.insert(fd);
+  if (fd >= 0 && !pthread_equal(pthread_self(), g_tester)) g_live[kBuffers].insert(fd);
   return fd;
 }
 PE_WRAP(int, close, int fd) {
   {
     std::lock_guard<std::mutex> lock(g_mutex);
-    g_buffers.erase(fd);
+    g_live[kBuffers].erase(fd);
   }
   return __real_close(fd);
 }

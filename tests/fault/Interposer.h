@@ -4,14 +4,15 @@
 // the linker's --wrap over the EGL, GL, allocation and file calls that can
 // fail, so the library carries no hook and runs the paths that ship.
 
+#include <array>
+#include <cstddef>
+
 namespace pe {
 namespace fault {
 
 // Live objects the library made through the wrapped calls and has not
 // deleted: GL names and graphics-buffer or heap memory.
-struct Live {
-  int textures, fbos, programs, shaders, buffers;
-};
+using Live = std::array<size_t, 5>;  // textures, fbos, programs, shaders, buffers
 
 // Counts the fallible steps other threads than the caller's take from now
 // on, and makes the failAt-th fail (0: none fails).

@@ -30,12 +30,9 @@ int Other(int effect) { return effect % 16 + 1; }
 
 // Counts one leak, and says what leaked, when live objects differ.
 int Leaked(const Live& want) {
-  const auto v = [](const Live& l) {
-    return std::vector<int>{l.textures, l.fbos, l.programs, l.shaders, l.buffers};
-  };
-  const std::vector<int> live = v(pe::fault::LiveObjects()), expected = v(want);
-  EXPECT_EQ(live, expected) << "live textures, fbos, programs, shaders, buffers";
-  return live != expected;
+  const Live live = pe::fault::LiveObjects();
+  EXPECT_EQ(live, want) << "live textures, fbos, programs, shaders, buffers";
+  return live != want;
 }
 
 const Operation kOperations[] = {
