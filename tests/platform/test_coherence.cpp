@@ -53,8 +53,6 @@ class Coherence : public ::testing::Test {
         pe::platform::CreateNativeBufferImage(m_gl.display(), m_buffer->getNativeBuffer(), nullptr);
     ASSERT_NE(m_image, EGL_NO_IMAGE_KHR);
     pe::platform::ImageTargetTexture2D(GL_TEXTURE_2D, m_image);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glGenFramebuffers(1, &m_fbo);
     glBindFramebuffer(GL_FRAMEBUFFER, m_fbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_tex, 0);
@@ -104,10 +102,11 @@ class Coherence : public ::testing::Test {
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
   }
 
+  // As the service cleans a buffer: through the allocator of its flags.
   int Clean() {
     const private_handle_t* h = m_buffer->handle();
-    return gralloc::IAllocController::getInstance(true)->getAllocator(h->flags)->clean_buffer(
-        reinterpret_cast<void*>(h->base), h->size, h->offset, h->fd);
+    return gralloc::CleanBuffer(h->flags, reinterpret_cast<void*>(h->base), h->size, h->offset,
+                                h->fd);
   }
 
   pe::test::GlContext m_gl;

@@ -53,18 +53,15 @@ struct Plane {
   bool Holds(size_t i) const { return i >= at && i < at + len; }
 };
 
-// A frame at the end of a buffer, after a lead of sentinels; the planes hold
-// a pattern, everything else the sentinel. ASan traps on accesses beyond the
-// buffer, Verify on writes inside it: outside the planes nothing changes, and
-// a failed call changes nothing at all.
+// A frame at the end of a buffer, after a lead; all of it holds a pattern.
+// ASan traps on accesses beyond the buffer, Verify on writes inside it:
+// outside the planes nothing changes, and a failed call changes nothing at all.
 class GuardedFrame {
  public:
   static constexpr size_t kLead = 4096;
   GuardedFrame(size_t bytes, Plane p0, Plane p1, uint8_t seed)
-      : m_planes{p0, p1}, m_mem(kLead + bytes, 0xA5) {
-    for (const Plane& p : m_planes)
-      for (size_t i = 0; i < p.len; ++i)
-        base()[p.at + i] = static_cast<unsigned char>(seed + i * 7);
+      : m_planes{p0, p1}, m_mem(kLead + bytes) {
+    for (size_t i = 0; i < m_mem.size(); ++i) m_mem[i] = static_cast<unsigned char>(seed + i * 7);
     m_copy = m_mem;
   }
   unsigned char* base() { return m_mem.data() + kLead; }

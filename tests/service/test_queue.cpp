@@ -143,9 +143,7 @@ TEST_F(Queue, StopCancelsWaitingTasksAndLetsTheRunningOneFinish) {
   ASSERT_TRUE(Eventually([&] { return fx.Queued() == 3; }));  // the wake-up token
   fx.Gate(false);
   EXPECT_EQ(stopper.get(), 0);
-  EXPECT_EQ(Result(0), 101);
-  EXPECT_EQ(Result(1), 1);
-  EXPECT_EQ(Result(2), 1);
+  EXPECT_EQ((std::vector<int>{Result(0), Result(1), Result(2)}), (std::vector<int>{101, 1, 1}));
   EXPECT_EQ(fx.Get().order, (std::vector<int>{101}));
   EXPECT_EQ(fx.Get().destroyed, 1);
   EXPECT_EQ(log.Count("get(): cancel 2 tasks.", ""), 1) << log.Dump();
@@ -251,7 +249,6 @@ TEST_F(Handlers, RefuseBadSizesAndPointersWithoutTouchingTheFrame) {
   EXPECT_EQ(fx.handleCapture(w, h, -1, mem.data(), 4096, w * h), 3);
 
   ASSERT_EQ(fx.startPreview(w, h), 0);
-  EXPECT_TRUE(log.Contains("doStartPreview: preview 64 x 48 started ok."));
   EXPECT_EQ(fx.handlePreview(-1, nullptr, 0), 2);
   EXPECT_EQ(fx.handlePreview(-1, mem.data(), -4), 2);
   EXPECT_EQ(log.Count("doHandlePreview: invalid frame base"), 2);
