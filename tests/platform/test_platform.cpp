@@ -27,10 +27,12 @@ TEST(MemoryHeap, NegativeIdAndNoMemoryOnFailureAndUsableMemoryOtherwise) {
   ASSERT_GE(heap->getHeapID(), 0);
   ASSERT_NE(heap->getBase(), nullptr);
   static_cast<unsigned char*>(heap->getBase())[4000 * 3000 * 3 / 2 - 1] = 7;
-  sp<android::MemoryHeapBase> empty = new android::MemoryHeapBase(0, 0x200);
-  EXPECT_LT(empty->getHeapID(), 0);
-  EXPECT_EQ(empty->getBase(), nullptr);
-  EXPECT_EQ(empty->getSize(), 0u);
+  for (size_t bad : {size_t{0}, size_t{1} << 62}) {  // nothing to map; more than can be mapped
+    sp<android::MemoryHeapBase> failed = new android::MemoryHeapBase(bad, 0x200);
+    EXPECT_LT(failed->getHeapID(), 0) << bad;
+    EXPECT_EQ(failed->getBase(), nullptr) << bad;
+    EXPECT_EQ(failed->getSize(), 0u) << bad;
+  }
 }
 
 TEST(CameraParameters, UnflattenSplitsAtFirstEqualsThenSemicolon) {

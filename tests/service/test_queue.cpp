@@ -107,9 +107,10 @@ class Queue : public ::testing::Test {
   }
   int Result(int i) { return m_callers[i].get(); }
 
+  // Callers go last: the probe opens its gate and stops first.
+  std::vector<std::future<int>> m_callers;
   pe::test::LogCapture log;
   Probe fx;
-  std::vector<std::future<int>> m_callers;
 };
 
 TEST_F(Queue, TwoTasksWaitBehindTheRunningOneFurtherCallersGet99AndThePoolKeepsThree) {
