@@ -103,10 +103,9 @@ struct Call {
   }
 };
 
-#define PE_RUN(fn, ...)                                                      \
-  [=](const YuvCopy* c, const uint8_t* src, const uint8_t* uv, uint8_t* d) { \
-    (void)uv;                                                                \
-    c ? c->fn(__VA_ARGS__) : fn(__VA_ARGS__);                                \
+#define PE_RUN(fn, ...)                                                                       \
+  [=](const YuvCopy* c, const uint8_t* src, [[maybe_unused]] const uint8_t* uv, uint8_t* d) { \
+    c ? c->fn(__VA_ARGS__) : fn(__VA_ARGS__);                                                 \
   }
 
 enum class Routine { Packed, Yuvx, YuvxStride, YuvxRect, YuvxsStride, YuvxsPadded, YuvxsPlanes };
