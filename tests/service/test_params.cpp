@@ -66,7 +66,7 @@ TEST(GPUEffect, MissingKeyOrNullOutputFailsAndLaterChangesAreSeen) {
 }
 
 // A value and the four numbers it gives; refused values give none.
-using QuadCase = std::pair<const char*, Quad>;
+using QuadCase = std::pair<std::string, Quad>;
 const QuadCase kQuads[] = {
     {"10,20,300,400", {10, 20, 300, 400}},
     {"1,2,3,4xyz", {1, 2, 3, 4}},
@@ -96,7 +96,7 @@ class EffectParam : public ::testing::TestWithParam<QuadCase> {};
 TEST_P(EffectParam, ParsesFourNumbersOrWritesNothing) {
   const auto& [value, expected] = GetParam();
   pe::test::LogCapture log;
-  GECameraParameters p(android::String8((std::string("GE-param1=") + value).c_str()));
+  GECameraParameters p(android::String8(("GE-param1=" + value).c_str()));
   Quad out = kUntouched;
   EXPECT_EQ(p.getGPUEffectParam(1, &out[0], &out[1], &out[2], &out[3]), !expected.empty());
   EXPECT_EQ(out, expected.empty() ? kUntouched : expected);
