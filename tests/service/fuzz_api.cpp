@@ -1,30 +1,30 @@
 // Drives one service through its public interface with a call sequence
 // decoded from the input: any sizes, offsets, crops and parameter strings.
 // Traps on a result outside the documented codes, on a byte written outside
-// the frame a call was handed (guard pages and sentinels around every frame),
+// the frame a call was handed (sentinels and ASan around every frame),
 // on a frame written by a call that failed, and on a service that does not
 // process a plain preview frame once the sequence is over.
 #include <posteffect/PostEffect.h>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <utils/String8.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
-constexpr unsigned char kSentinel = 0xA5;
 constexpr size_t kMaxFrameBytes = 16u << 20;  // larger frames are not handed over
 
 void Check(bool ok) {
   if (!ok) __builtin_trap();
 }
 
-bool Documented(int rc) { return rc == 0 || rc == 1 || rc == 2 || rc == 3 || rc == 99 || rc == -1; }
+int Expect(int rc) {
+  Check(rc == 0 || rc == 1 || rc == 2 || rc == 3 || rc == 99 || rc == -1);
+  return rc;
+}
 
 class Input {
  public:
@@ -38,67 +38,44 @@ class Input {
     return b < 0xE0 ? b : kHostile[b & 7];
   }
   int coord() {
+    static const int kHostile[] = {INT_MIN, INT_MAX, -1, 1 << 20};
     const uint8_t b = byte();
-    return b < 0xFC ? b - 64
-                    : (b == 0xFC   ? INT_MIN
-                       : b == 0xFD ? INT_MAX
-                       : b == 0xFE ? -1
-                                   : 1 << 20);
+    return b < 0xFC ? b - 64 : kHostile[b - 0xFC];
   }
 
  private:
   const uint8_t* m_d;
-  size_t m_n;
-  size_t m_i = 0;
+  size_t m_n, m_i = 0;
 };
 
-// Shared memory between two PROT_NONE pages; everything but the planes holds
-// the sentinel, the planes a pattern.
+struct Plane {
+  size_t at, len;
+  bool Holds(size_t i) const { return i >= at && i < at + len; }
+};
+
+// A frame at the end of a buffer, after a lead; all of it holds a pattern.
+// ASan traps on accesses beyond the buffer, Verify on writes inside it:
+// outside the planes nothing changes, and a failed call changes nothing at all.
 class GuardedFrame {
  public:
-  GuardedFrame(size_t bytes, size_t plane0, size_t len0, size_t plane1, size_t len1, uint8_t seed)
-      : m_page(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
-    m_size = (bytes + m_page - 1) / m_page * m_page;
-    m_region =
-        static_cast<unsigned char*>(mmap(nullptr, m_size + 2 * m_page, PROT_NONE,
-                                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-    m_fd = memfd_create("fuzz-frame", MFD_CLOEXEC);
-    Check(m_region != MAP_FAILED && m_fd >= 0 && ftruncate(m_fd, static_cast<off_t>(m_size)) == 0);
-    Check(mmap(base(), m_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, m_fd, 0) == base());
-    m_planes[0] = {plane0, len0};
-    m_planes[1] = {plane1, len1};
-    std::memset(base(), kSentinel, m_size);
-    for (const Plane& p : m_planes)
-      for (size_t i = 0; i < p.len; ++i)
-        base()[p.at + i] = static_cast<unsigned char>(seed + i * 7);
-    m_copy.assign(reinterpret_cast<char*>(base()), m_size);
+  static constexpr size_t kLead = 4096;
+  GuardedFrame(size_t bytes, Plane p0, Plane p1, uint8_t seed)
+      : m_planes{p0, p1}, m_mem(kLead + bytes) {
+    for (size_t i = 0; i < m_mem.size(); ++i) m_mem[i] = static_cast<unsigned char>(seed + i * 7);
+    m_copy = m_mem;
   }
-  ~GuardedFrame() {
-    munmap(m_region, m_size + 2 * m_page);
-    close(m_fd);
-  }
-  GuardedFrame(const GuardedFrame&) = delete;
-  GuardedFrame& operator=(const GuardedFrame&) = delete;
-  unsigned char* base() const { return m_region + m_page; }
-  int fd() const { return m_fd; }
-  // Outside the planes nothing changes; a failed call changes nothing at all.
+  unsigned char* base() { return m_mem.data() + kLead; }
   void Verify(int rc) const {
-    for (size_t i = 0; i < m_size; ++i) {
-      const bool inPlane = (i >= m_planes[0].at && i < m_planes[0].at + m_planes[0].len) ||
-                           (i >= m_planes[1].at && i < m_planes[1].at + m_planes[1].len);
-      Check((rc == 0 && inPlane) || base()[i] == static_cast<unsigned char>(m_copy[i]));
+    for (size_t i = 0; i < m_mem.size(); ++i) {
+      const bool inPlane =
+          i >= kLead && (m_planes[0].Holds(i - kLead) || m_planes[1].Holds(i - kLead));
+      Check((rc == 0 && inPlane) || m_mem[i] == m_copy[i]);
     }
   }
 
  private:
-  struct Plane {
-    size_t at, len;
-  };
-  size_t m_page, m_size = 0;
-  unsigned char* m_region = nullptr;
-  int m_fd = -1;
   Plane m_planes[2];
-  std::string m_copy;
+  std::vector<unsigned char> m_mem, m_copy;
 };
 
 std::string Quad(Input& in) {
@@ -145,8 +122,7 @@ class Session {
         return Expect(m_fx->setCrop(x, y, w, h));
       }
       default: {
-        static const char kEffects[] = "0123456789BCDEFGHIJA";
-        const std::string p = std::string("GPU-effect=") + kEffects[in.byte() % 20] +
+        const std::string p = std::string("GPU-effect=") + "0123456789BCDEFGHIJA"[in.byte() % 20] +
                               ";GE-param0=" + Quad(in) + ";GE-param1=" + Quad(in);
         return Expect(m_fx->setParameters(android::String8(p.c_str())));
       }
@@ -163,15 +139,11 @@ class Session {
   }
 
  private:
-  int Expect(int rc) {
-    Check(Documented(rc));
-    return rc;
-  }
   int Preview(uint8_t offset, uint8_t seed) {
     const size_t bytes = m_w > 0 && m_h > 0 ? size_t(m_w) * size_t(m_h) * 3 / 2 : 0;
     if (bytes > kMaxFrameBytes) return 0;
-    GuardedFrame f(offset + bytes + 1, offset, bytes, offset + bytes, 0, seed);
-    const int rc = Expect(m_fx->handlePreview(f.fd(), f.base(), offset));
+    GuardedFrame f(offset + bytes + 1, {offset, bytes}, {0, 0}, seed);
+    const int rc = Expect(m_fx->handlePreview(-1, f.base(), offset));
     f.Verify(rc);
     return rc;
   }
@@ -184,11 +156,11 @@ class Session {
     const bool plausible = w > 0 && h > 0 && w % 2 == 0 && h % 2 == 0;
     const size_t y = plausible ? size_t(w) * size_t(h) : 0;
     if (y / 2 * 3 > kMaxFrameBytes) return 0;  // a caller could hand it over; too big to fuzz
-    GuardedFrame f(yOffset + y + gap + y / 2 + 1, yOffset, y, yOffset + y + gap, y / 2, mode);
+    GuardedFrame f(yOffset + y + gap + y / 2 + 1, {yOffset, y}, {yOffset + y + gap, y / 2}, mode);
     long yo = static_cast<long>(yOffset), uvo = static_cast<long>(y + gap);
     if (mode == 0xFF) yo = -yo - 1;
     if (mode == 0xFE) uvo = static_cast<long>(gap) - 1;
-    const int rc = Expect(m_fx->handleCapture(w, h, f.fd(), f.base(), yo, uvo));
+    const int rc = Expect(m_fx->handleCapture(w, h, -1, f.base(), yo, uvo));
     f.Verify(rc);
     return rc;
   }

@@ -4,7 +4,6 @@
 #include <posteffect/GECameraParameters.h>
 #include <utils/String8.h>
 
-#include <array>
 #include <climits>
 #include <string>
 #include <utility>
@@ -15,17 +14,11 @@
 namespace {
 
 using android::GECameraParameters;
-using Quad = std::array<int, 4>;
+using Quad = std::vector<int>;
+const Quad kUntouched(4, -7);
 
-constexpr char kEffectLog[] = "[GECameraParameters::getGPUEffect] ";
-constexpr char kParamLog[] = "[GECameraParameters::getGPUEffectParam] ";
-
-int EffectOf(const std::string& flattened, bool* found) {
-  GECameraParameters p(android::String8(flattened.c_str()));
-  int effect = 1234;
-  *found = p.getGPUEffect(&effect);
-  return effect;
-}
+const std::string kEffectLog = "[GECameraParameters::getGPUEffect] ";
+const std::string kParamLog = "[GECameraParameters::getGPUEffectParam] ";
 
 TEST(GPUEffect, FirstCharacterSelectsTheNumberBSkipsAAndOthersGiveMinusOne) {
   pe::test::LogCapture log;
@@ -35,25 +28,23 @@ TEST(GPUEffect, FirstCharacterSelectsTheNumberBSkipsAAndOthersGiveMinusOne) {
   for (const char* v : {"A", ":", "@", "a", "b", "j", "K", " 4", "-1", ""})
     cases.push_back({v, -1});
   for (const auto& [value, effect] : cases) {
-    bool found = false;
-    EXPECT_EQ(EffectOf("x=1;GPU-effect=" + value, &found), effect) << '"' << value << '"';
-    EXPECT_TRUE(found) << '"' << value << '"';
+    GECameraParameters p(android::String8(("x=1;GPU-effect=" + value).c_str()));
+    int got = 1234;
+    EXPECT_TRUE(p.getGPUEffect(&got)) << '"' << value << '"';
+    EXPECT_EQ(got, effect) << '"' << value << '"';
   }
-  EXPECT_EQ(log.Count(std::string(kEffectLog) + "invalid value", ""), 10);
+  EXPECT_EQ(log.Count(kEffectLog + "invalid value", ""), 10);
 }
 
 TEST(GPUEffect, LogsTheNameBetweenEnterAndLeave) {
   pe::test::LogCapture log;
-  bool found = false;
-  EffectOf("GPU-effect=J", &found);
-  EffectOf("GPU-effect=B", &found);
+  int effect = 0;
+  for (const char* v : {"GPU-effect=J", "GPU-effect=B"})
+    GECameraParameters(android::String8(v)).getGPUEffect(&effect);
   std::vector<std::string> text;
-  for (const auto& l : log.Lines()) {
-    EXPECT_EQ(l.tag, "");
-    EXPECT_EQ(l.priority, ANDROID_LOG_DEBUG);
-    text.push_back(l.text);
-  }
-  const std::string p = kEffectLog;
+  for (const auto& l : log.Lines())
+    text.push_back(l.tag + (l.priority == ANDROID_LOG_DEBUG ? "D " : "? ") + l.text);
+  const std::string p = "D " + kEffectLog;
   EXPECT_EQ(text, (std::vector<std::string>{p + "enter", p + "Color Sketch", p + "leave",
                                             p + "enter", p + "Whiteboard", p + "leave"}));
 }
@@ -66,70 +57,66 @@ TEST(GPUEffect, MissingKeyOrNullOutputFailsAndLaterChangesAreSeen) {
   int effect = 1234;
   EXPECT_FALSE(p.getGPUEffect(&effect));
   EXPECT_EQ(effect, -1);
-  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "leave. no key GPU-effect"));
+  EXPECT_TRUE(log.Contains(kEffectLog + "leave. no key GPU-effect"));
   params.set(GECameraParameters::KEY_GPU_EFFECT, "9");
   EXPECT_TRUE(p.getGPUEffect(&effect));
   EXPECT_EQ(effect, 9);
   EXPECT_FALSE(p.getGPUEffect(nullptr));
-  EXPECT_TRUE(log.Contains(std::string(kEffectLog) + "null pnEffectNo, leave"));
+  EXPECT_TRUE(log.Contains(kEffectLog + "null pnEffectNo, leave"));
 }
 
-struct QuadCase {
-  const char* value;
-  bool ok;
-  Quad expected;
-};
+// A value and the four numbers it gives; refused values give none.
+using QuadCase = std::pair<std::string, Quad>;
+const QuadCase kQuads[] = {
+    {"10,20,300,400", {10, 20, 300, 400}},
+    {"1,2,3,4xyz", {1, 2, 3, 4}},
+    {"1,2,3,4,5", {1, 2, 3, 4}},
+    // Leading blanks are skipped, a sign is taken; an empty number reads as 0.
+    {"-5, 6, 7, 8", {-5, 6, 7, 8}},
+    {"+5,\t-6,\n7,  +8", {5, -6, 7, 8}},
+    {",,,", {0, 0, 0, 0}},
+    {"1,2,3,", {1, 2, 3, 0}},
+    {"1,2,3,x", {1, 2, 3, 0}},
+    // Out-of-range numbers saturate to the int range.
+    {"99999999999999999999,-99999999999,2147483648,-2147483649",
+     {INT_MAX, INT_MIN, INT_MAX, INT_MIN}},
+    {"2147483647,-2147483648,0,-0", {INT_MAX, INT_MIN, 0, 0}},
+    {"1,2,3", {}},
+    {"1 2 3 4", {}},
+    {"1,2 ,3,4", {}},
+    {"1,,3", {}},
+    {"1.5,2,3,4", {}},
+    {"0x10,2,3,4", {}},
+    {"", {}},
+    {"garbage", {}},
+    {"99999999999999999999", {}}};
 
 class EffectParam : public ::testing::TestWithParam<QuadCase> {};
 
 TEST_P(EffectParam, ParsesFourNumbersOrWritesNothing) {
-  const QuadCase& c = GetParam();
+  const auto& [value, expected] = GetParam();
   pe::test::LogCapture log;
-  GECameraParameters p(android::String8((std::string("GE-param1=") + c.value).c_str()));
-  Quad out = {-7, -7, -7, -7};
-  EXPECT_EQ(p.getGPUEffectParam(1, &out[0], &out[1], &out[2], &out[3]), c.ok);
-  const Quad untouched = {-7, -7, -7, -7};
-  EXPECT_EQ(out, c.ok ? c.expected : untouched);
-  EXPECT_EQ(log.Count(std::string(kParamLog) + "parse_params format error", ""), c.ok ? 0 : 1);
+  GECameraParameters p(android::String8(("GE-param1=" + value).c_str()));
+  Quad out = kUntouched;
+  EXPECT_EQ(p.getGPUEffectParam(1, &out[0], &out[1], &out[2], &out[3]), !expected.empty());
+  EXPECT_EQ(out, expected.empty() ? kUntouched : expected);
+  EXPECT_EQ(log.Count(kParamLog + "parse_params format error", ""), expected.empty() ? 1 : 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, EffectParam,
-    ::testing::Values(QuadCase{"10,20,300,400", true, {10, 20, 300, 400}},
-                      QuadCase{"1,2,3,4xyz", true, {1, 2, 3, 4}},
-                      QuadCase{"1,2,3,4,5", true, {1, 2, 3, 4}},
-                      // strtol skips leading blanks and takes a sign.
-                      QuadCase{"-5, 6, 7, 8", true, {-5, 6, 7, 8}},
-                      QuadCase{"+5,\t-6,\n7,  +8", true, {5, -6, 7, 8}},
-                      // An empty number reads as 0, as strtol reads it.
-                      QuadCase{",,,", true, {0, 0, 0, 0}}, QuadCase{"1,2,3,", true, {1, 2, 3, 0}},
-                      QuadCase{"1,2,3,x", true, {1, 2, 3, 0}},
-                      // Out-of-range numbers saturate to the int range.
-                      QuadCase{"99999999999999999999,-99999999999,2147483648,-2147483649",
-                               true,
-                               {INT_MAX, INT_MIN, INT_MAX, INT_MIN}},
-                      QuadCase{"2147483647,-2147483648,0,-0", true, {INT_MAX, INT_MIN, 0, 0}},
-                      QuadCase{"1,2,3", false, {}}, QuadCase{"1 2 3 4", false, {}},
-                      QuadCase{"1,2 ,3,4", false, {}}, QuadCase{"1,,3", false, {}},
-                      QuadCase{"1.5,2,3,4", false, {}}, QuadCase{"0x10,2,3,4", false, {}},
-                      QuadCase{"", false, {}}, QuadCase{"garbage", false, {}},
-                      QuadCase{"99999999999999999999", false, {}}));
+INSTANTIATE_TEST_SUITE_P(Values, EffectParam, ::testing::ValuesIn(kQuads));
 
 TEST(EffectParamIndex, SelectsTheKeyRefusesOthersAndSkipsNullOutputs) {
   pe::test::LogCapture log;
   GECameraParameters p(android::String8("GE-param0=0,0,0,0;GE-param1=1,1,1,1;GE-param3=3,4,5,6"));
-  for (int i : {0, 1}) {
-    Quad out = {-1, -1, -1, -1};
-    EXPECT_TRUE(p.getGPUEffectParam(i, &out[0], &out[1], &out[2], &out[3]));
-    EXPECT_EQ(out, (Quad{i, i, i, i}));
-  }
-  for (int bad : {-1, 4, INT_MIN, INT_MAX, 2}) {
-    Quad out = {-7, -7, -7, -7};
-    EXPECT_FALSE(p.getGPUEffectParam(bad, &out[0], &out[1], &out[2], &out[3]));
-    EXPECT_EQ(out, (Quad{-7, -7, -7, -7}));
-    EXPECT_TRUE(log.Contains(std::string(kParamLog) +
-                             (bad == 2 ? "leave. no key GE-param2"
-                                       : "nIdx " + std::to_string(bad) + " out of range, return")));
+  for (int i : {0, 1, -1, 4, INT_MIN, INT_MAX, 2}) {
+    Quad out = kUntouched;
+    EXPECT_EQ(p.getGPUEffectParam(i, &out[0], &out[1], &out[2], &out[3]), i == 0 || i == 1);
+    EXPECT_EQ(out, i == 0 || i == 1 ? Quad(4, i) : kUntouched) << i;
+    if (i != 0 && i != 1) {
+      EXPECT_TRUE(log.Contains(kParamLog +
+                               (i == 2 ? "leave. no key GE-param2"
+                                       : "nIdx " + std::to_string(i) + " out of range, return")));
+    }
   }
   int b = 0, d = 0;
   EXPECT_TRUE(p.getGPUEffectParam(3, nullptr, &b, nullptr, &d));
