@@ -21,9 +21,7 @@ struct Cover {
     for (unsigned j = y; j < y + bh; ++j)
       for (unsigned i = x; i < x + bw; ++i) ++n[static_cast<size_t>(j) * w + i];
   }
-  bool Once() const {
-    return std::all_of(n.begin(), n.end(), [](unsigned char c) { return c == 1; });
-  }
+  bool Once() const { return std::count(n.begin(), n.end(), 1) == static_cast<long>(n.size()); }
   unsigned w, h;
   std::vector<unsigned char> n;
 };

@@ -248,7 +248,7 @@ TEST_F(GLTest, FboKeepsTheCallersBindingReportsWhatFailsAndCleansUp) {
   EXPECT_EQ(fbo->Bind(), 1u);
 }
 
-TEST_F(GLTest, ProgramFailuresAreReportedAndLeaveNoObjectsBehind) {
+TEST_F(GLTest, ProgramsLoadFromSourceOrBinaryAndFailuresLeaveNoObjectsBehind) {
   const GLuint probe = glCreateShader(GL_VERTEX_SHADER);  // later names are the loads'
   TestProgram bad("void main() { gl_FragColor = vec4(1) }");
   EXPECT_EQ(bad.Load(), 0u);
@@ -276,9 +276,8 @@ TEST_F(GLTest, ProgramFailuresAreReportedAndLeaveNoObjectsBehind) {
   EXPECT_EQ(outside.Uniform1f(16, 1.f), 0u);
   EXPECT_EQ(outside.SetTextures(8, nullptr), 0u);
   EXPECT_TRUE(m_log.Contains("[SetTextures] nIdx 8 must < 8"));
-}
 
-TEST_F(GLTest, ProgramBinaryRoundTripDrawsTheSamePixels) {
+  // A saved binary draws what its source does.
   const std::string path = m_dir.File("program.bin");
   TestProgram source, loaded;
   ASSERT_TRUE(source.Load() && source.SaveBinary(path.c_str()) &&
