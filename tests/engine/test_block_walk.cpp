@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <tuple>
 #include <vector>
@@ -20,17 +21,16 @@ struct Cover {
     for (unsigned j = y; j < y + bh; ++j)
       for (unsigned i = x; i < x + bw; ++i) ++n[static_cast<size_t>(j) * w + i];
   }
-  bool Once() const {
-    return std::all_of(n.begin(), n.end(), [](unsigned char c) { return c == 1; });
-  }
+  bool Once() const { return std::count(n.begin(), n.end(), 1) == static_cast<long>(n.size()); }
   unsigned w, h;
   std::vector<unsigned char> n;
 };
 
 // Every block's far texture coordinates are its share of the source.
+template <class Kind = pe::BlockWalk>
 std::vector<pe::BlockRect> Walk(unsigned W, unsigned H, unsigned pw, unsigned ph) {
   const unsigned allocW = (pw + 31) / 32 * 32;
-  pe::BlockWalk walk(W, H, pw, ph, allocW);
+  Kind walk(W, H, pw, ph, allocW);
   std::vector<pe::BlockRect> out;
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     out.push_back(walk.Place());
@@ -41,11 +41,10 @@ std::vector<pe::BlockRect> Walk(unsigned W, unsigned H, unsigned pw, unsigned ph
   return out;
 }
 
-auto Rect(const pe::BlockRect& b) { return std::make_tuple(b.x, b.y, b.w, b.h); }
-
-TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
+TEST(BlockWalk, RunsAndPlacesOfPlainAndOverlappingWalks) {
   const struct {
     unsigned W, H, pw, ph, runs, index, x, y, w, h;
+    bool overlap = false;
   } kCases[] = {
       {1280, 720, 1280, 720, 1, 0, 0, 0, 1280, 720},
       {2560, 720, 1280, 720, 2, 1, 1280, 0, 1280, 720},
@@ -60,12 +59,19 @@ TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
       {4000, 960, 720, 480, 12, 1, 3968, 0, 32, 480},
       {4000, 960, 720, 480, 12, 2, 3264, 480, 736, 480},
       {4000, 960, 720, 480, 12, 4, 3264, 0, 736, 480},
+      // Overlapping: steps of 1280 - 32 across and 720 - 42 down.
+      {4000, 3000, 1280, 720, 20, 1, 1248, 0, 1280, 720, true},
+      {4000, 3000, 1280, 720, 20, 3, 3744, 0, 256, 720, true},
+      {4000, 3000, 1280, 720, 20, 4, 0, 678, 1280, 720, true},
+      {4000, 3000, 1280, 720, 20, 19, 3744, 2712, 256, 288, true},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(testing::Message() << c.W << "x" << c.H << " block " << c.index);
-    const auto blocks = Walk(c.W, c.H, c.pw, c.ph);
+    const auto blocks =
+        c.overlap ? Walk<pe::OverlapBlockWalk>(c.W, c.H, c.pw, c.ph) : Walk(c.W, c.H, c.pw, c.ph);
     ASSERT_EQ(blocks.size(), c.runs);
-    EXPECT_EQ(Rect(blocks[c.index]), std::make_tuple(c.x, c.y, c.w, c.h));
+    const pe::BlockRect& b = blocks[c.index];
+    EXPECT_EQ(std::make_tuple(b.x, b.y, b.w, b.h), std::make_tuple(c.x, c.y, c.w, c.h));
   }
   Cover cover(4000, 3000);
   for (const auto& b : Walk(4000, 3000, 1280, 720)) {
@@ -75,29 +81,29 @@ TEST(BlockWalk, RunsAndPlacesOfPlainWalks) {
   EXPECT_TRUE(cover.Once());
 }
 
+// The out rectangle and the source rectangle it is filled from.
+std::array<unsigned, 8> Rects(const pe::CropBlock& b) {
+  return {b.out.x, b.out.y, b.out.w, b.out.h, b.sx, b.sy, b.sw, b.sh};
+}
+using R = std::array<unsigned, 8>;
+
 TEST(CropBlockWalk, BlocksStayInPlaceAndSourcesFollowTheCrop) {
   const float full[4] = {0, 0, 1, 1};
-  pe::CropBlockWalk walk(4000, 1000, 720, 480, 736, full);
+  const pe::CropBlockWalk walk(4000, 1000, 720, 480, 736, full);
   ASSERT_EQ(walk.MaxRuns(), 6u * 3u);
   // Rounded up, not moved back; the last column reaches past the picture and
   // its source is cut at the picture's edge.
-  const pe::CropBlock first = walk.Place(0), last = walk.Place(5), bottom = walk.Place(17);
-  EXPECT_EQ(std::make_tuple(first.out.x, first.out.w, first.sx, first.sw),
-            std::make_tuple(0u, 736u, 0u, 736u));
-  EXPECT_FLOAT_EQ(first.out.s1, 1.f);
-  EXPECT_EQ(std::make_tuple(last.out.x, last.out.w, last.sx, last.sw),
-            std::make_tuple(3600u, 416u, 3600u, 400u));
-  EXPECT_EQ(std::make_tuple(bottom.out.y, bottom.out.h, bottom.sh),
-            std::make_tuple(960u, 40u, 40u));
-  EXPECT_FLOAT_EQ(bottom.out.t1, 40.f / 480.f);
+  EXPECT_EQ(Rects(walk.Place(0)), (R{0, 0, 736, 480, 0, 0, 736, 480}));
+  EXPECT_EQ(Rects(walk.Place(5)), (R{3600, 0, 416, 480, 3600, 0, 400, 480}));
+  EXPECT_EQ(Rects(walk.Place(17)), (R{3600, 960, 416, 40, 3600, 960, 400, 40}));
+  EXPECT_FLOAT_EQ(walk.Place(0).out.s1, 1.f);
+  EXPECT_FLOAT_EQ(walk.Place(17).out.t1, 40.f / 480.f);
 
-  const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
-  const pe::CropBlock b = pe::CropBlockWalk(2560, 1440, 1280, 720, 1280, half).Place(3);
-  EXPECT_EQ(std::make_tuple(b.out.x, b.out.y), std::make_tuple(1280u, 720u));
   // Two pixels of border each side for bilinear reads; widths in whole
   // groups of 32 (what the copy routine fills), heights in row pairs.
-  EXPECT_EQ(std::make_tuple(b.sx, b.sy, b.sw, b.sh),
-            std::make_tuple(640u + 640u - 2u, 360u + 360u - 2u, 672u, 364u));
+  const float half[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+  const pe::CropBlock b = pe::CropBlockWalk(2560, 1440, 1280, 720, 1280, half).Place(3);
+  EXPECT_EQ(Rects(b), (R{1280, 720, 1280, 720, 640 + 640 - 2, 360 + 360 - 2, 672, 364}));
   EXPECT_FLOAT_EQ(b.out.s0, 2.f / 1280);
   EXPECT_FLOAT_EQ(b.out.s1, 2.f / 1280 + 0.5f);
   EXPECT_FLOAT_EQ(b.out.t0, 2.f / 720);
@@ -200,20 +206,10 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
 }
 
 TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
-  pe::OverlapBlockWalk walk(4000, 3000, 1280, 720, 1280);
+  const pe::OverlapBlockWalk walk(4000, 3000, 1280, 720, 1280);
   ASSERT_TRUE(walk.Valid());
   EXPECT_EQ(walk.HalfOverlapX(), 16);  // ceil(5 x 3.125)
   EXPECT_EQ(walk.OverlapY(), 42);      // 2 x ceil(5 x 4.17): the odd half stays
-  ASSERT_EQ(walk.MaxRuns(), 20u);      // ceil(4000 / 1248) x ceil(3000 / 678)
-  std::vector<pe::BlockRect> blocks;
-  for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
-    blocks.push_back(walk.Place());
-    walk.Advance();
-  }
-  EXPECT_EQ(Rect(blocks[1]), std::make_tuple(1248u, 0u, 1280u, 720u));
-  EXPECT_EQ(Rect(blocks[3]), std::make_tuple(3744u, 0u, 256u, 720u));
-  EXPECT_EQ(Rect(blocks[4]), std::make_tuple(0u, 678u, 1280u, 720u));
-  EXPECT_EQ(Rect(blocks[19]), std::make_tuple(3744u, 2712u, 256u, 288u));
   // ceil(5 x 2.9) = 15 across is rounded up to 16; 15 down is kept.
   const pe::OverlapBlockWalk odd(3712, 2160, 1280, 720, 1280);
   EXPECT_EQ(std::make_tuple(odd.HalfOverlapX(), odd.OverlapY()), std::make_tuple(16, 30));

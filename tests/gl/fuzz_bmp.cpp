@@ -22,28 +22,10 @@
 EGLDisplay g_eglDisplay = EGL_NO_DISPLAY;
 EGLContext g_eglContext = EGL_NO_CONTEXT;
 
-namespace {
-
 const unsigned kKinds[][2] = {{GL_RGBA, GL_UNSIGNED_BYTE},
                               {GL_RGB, GL_UNSIGNED_BYTE},
                               {GL_RGB, GL_UNSIGNED_SHORT_5_6_5},
                               {GL_LUMINANCE, GL_UNSIGNED_BYTE}};
-
-// Every loadable depth, a width whose rows are padded and a palette depth.
-void SeedCorpus(const std::string& dir) {
-  using namespace pe::test;
-  std::error_code ec;
-  std::filesystem::create_directories(dir, ec);
-  const int seeds[][3] = {{32, 2, 32}, {32, 2, 24}, {32, 2, 16}, {32, 2, 8}, {5, 3, 24}, {8, 2, 4}};
-  for (const auto& s : seeds) {
-    const Bytes b = Bmp(s[0], s[1], static_cast<uint16_t>(s[2]),
-                        Ramp(static_cast<size_t>(s[0]) * s[1] * s[2] / 8));
-    WriteFile(dir + "/seed_" + std::to_string(s[0]) + "_" + std::to_string(s[2]),
-              std::string(b.begin(), b.end()));
-  }
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   static pe::test::GlContext gl;
@@ -56,7 +38,18 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   // The first argument that is no flag names the corpus directory.
   char** end = *argv + *argc;
   char** dir = std::find_if(*argv + 1, end, [](const char* arg) { return arg[0] != '-'; });
-  if (dir != end) SeedCorpus(*dir);
+  if (dir == end) return 0;
+  // Every loadable depth, a width whose rows are padded and a palette depth.
+  using namespace pe::test;
+  std::error_code ec;
+  std::filesystem::create_directories(*dir, ec);
+  const int seeds[][3] = {{32, 2, 32}, {32, 2, 24}, {32, 2, 16}, {32, 2, 8}, {5, 3, 24}, {8, 2, 4}};
+  for (const auto& s : seeds) {
+    const Bytes b = Bmp(s[0], s[1], static_cast<uint16_t>(s[2]),
+                        Ramp(static_cast<size_t>(s[0]) * s[1] * s[2] / 8));
+    WriteFile(std::string(*dir) + "/seed_" + std::to_string(s[0]) + "_" + std::to_string(s[2]),
+              std::string(b.begin(), b.end()));
+  }
   return 0;
 }
 
