@@ -48,18 +48,18 @@ Plan Ramp(int w, int h) {
   Plan p{Effect("C", 30), {}, {}};
   for (int i = 0; i < 6; ++i) {
     const ref::RampModel m(static_cast<ref::RampLook>(i), w, h, 30);
-    p.previews.push_back(
-        {{Effect(std::string(1, "CDEFGH"[i]), 30)}, [m](const Nv21& f) { return m.Preview(f); }});
+    p.previews.push_back({{Effect(std::string(1, "CDEFGH"[i]), 30)},
+                          [=](const Nv21& f) { return m.Apply(f, AllocW(w)); }});
   }
-  // Masks lie over the whole still; a crop zooms only the looks whose walk
-  // honours it. The crop walk takes one still at full size.
-  auto still = [](ref::RampLook look, bool crop) {
+  // A crop zooms only the looks whose walk honours it (Nash's, CM's); the
+  // crop walk takes one still at full size.
+  auto still = [](ref::RampLook look, const float* crop) {
     const ref::RampModel m(look, 1280, 720, 60);
-    return [=](const Nv21& f) { return m.Capture(f, crop ? kQuarter : nullptr); };
+    return [=](const Nv21& f) { return m.Apply(f, f.width, crop); };
   };
-  p.stills = {{{Effect("D", 60)}, still(ref::RampLook::kNash, false), 3, 0, 2000},
-              {{Effect("E", 60), "crop"}, still(ref::RampLook::kTwoToneV, true), 3, 0, 2000},
-              {{Effect("G", 60), "crop"}, still(ref::RampLook::kToneCM, true), 3, 0, 4000}};
+  p.stills = {{{Effect("D", 60)}, still(ref::RampLook::kNash, nullptr), 3, 0, 2000},
+              {{Effect("E", 60), "crop"}, still(ref::RampLook::kTwoToneV, nullptr), 3, 0, 2000},
+              {{Effect("G", 60), "crop"}, still(ref::RampLook::kToneCM, kQuarter), 3, 0, 4000}};
   return p;
 }
 
@@ -75,7 +75,7 @@ Plan Curves(int w, int h) {
   // Vintage look 0 ... 3 (the last unmasked), or the grey one.
   auto curve = [=](int look, bool grey, bool z) {
     const ref::CurveLook c = ref::LoadCurveLook(kVintageCurves[look], grey, look != 3, w, h);
-    return [=](const Nv21& f) { return ref::CurveLookPreview(c, f, a, z ? zoom.data() : nullptr); };
+    return [=](const Nv21& f) { return ref::ApplyCurveLook(c, f, a, z ? zoom.data() : nullptr); };
   };
   for (const char* crop : {"-", "crop"}) {
     const bool z = crop[0] != '-';
@@ -94,10 +94,13 @@ Plan Curves(int w, int h) {
   auto whiteboard = [](const float* crop) {
     return [=](const Nv21& f) { return ref::WhiteboardCapture(f, 1280, 720, 1280, crop); };
   };
-  p.stills = {
-      {{Effect("1", 2)}, [=](const Nv21& f) { return ref::CurveLookCapture(warm, f); }, 3, 0, 2000},
-      {{Effect("B")}, whiteboard(kWhole), 3, 0, 2000},
-      {{"crop"}, whiteboard(kQuarter), 3, 0, 2000}};
+  p.stills = {{{Effect("1", 2)},
+               [=](const Nv21& f) { return ref::ApplyCurveLook(warm, f, f.width, nullptr); },
+               3,
+               0,
+               2000},
+              {{Effect("B")}, whiteboard(kWhole), 3, 0, 2000},
+              {{"crop"}, whiteboard(kQuarter), 3, 0, 2000}};
   return p;
 }
 
@@ -296,8 +299,7 @@ TEST_F(Looks, OnlyTheTonePairMovesWithParam0) {
 
 // A masked curve look over a 640x480 frame, uncropped.
 Nv21 Curve640(const char* curve, bool grey, const Nv21& frame) {
-  return ref::CurveLookPreview(ref::LoadCurveLook(curve, grey, true, 640, 480), frame, 640,
-                               nullptr);
+  return ref::ApplyCurveLook(ref::LoadCurveLook(curve, grey, true, 640, 480), frame, 640, nullptr);
 }
 
 TEST_F(Looks, UnknownCurveLooksAreRefusedAndTheCurrentLookKept) {

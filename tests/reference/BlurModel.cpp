@@ -152,7 +152,7 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / setup.blurW;
   const float reachY = 7 * stepY * texH + static_cast<float>(texH) / setup.blurH;
   const TextureModel src = TextureModel::FromFrame(still, W);
-  Expected e{Nv21(W, H), std::vector<char>(static_cast<size_t>(W) * H)};
+  Mixed out(W, H);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run, walk.Advance()) {
     const BlockRect placed = walk.Place();
     const int x = placed.x, y = placed.y, w = placed.w, h = placed.h;
@@ -161,29 +161,20 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
     const TextureModel blur =
         BlurPasses(src, static_cast<float>(x) / W, static_cast<float>(y) / H,
                    static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, setup);
-    Mixed mixed(w, h);
-    for (int j = 0; j < h; ++j)
-      for (int i = 0; i < w; ++i)
-        mixed.Set(i, j,
-                  mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
-                      blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0));
-    const Expected block = mixed.Done();
     // Written back as the output copy does: the first half of each overlap
     // is left to the block before.
-    for (int r = y ? walk.HalfOverlapY() : 0; r < h && y + r < H; ++r)
+    for (int j = y ? walk.HalfOverlapY() : 0; j < h && y + j < H; ++j)
       for (int i = x ? walk.HalfOverlapX() : 0; i < w && x + i < W; ++i) {
-        const size_t to = static_cast<size_t>(y + r) * W + x + i,
-                     from = static_cast<size_t>(r) * w + i;
-        e.frame.y()[to] = block.frame.y()[from];
-        const bool seam = (x && i < reachX) || (x + w < W && i >= w - reachX) ||
-                          (y && r < reachY) || (y + h < H && r >= h - reachY);
-        e.skip[to] = block.skip[from] ? kAmbiguous : seam ? kSeam : kCompared;
-        if ((y + r) % 2 == 0)
-          e.frame.uv()[static_cast<size_t>(y + r) / 2 * W + x + i] =
-              block.frame.uv()[static_cast<size_t>(r / 2) * w + i];
+        out.Set(x + i, y + j,
+                mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
+                    blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0));
+        char& skip = out.skip[static_cast<size_t>(y + j) * W + x + i];
+        if (!skip && ((x && i < reachX) || (x + w < W && i >= w - reachX) || (y && j < reachY) ||
+                      (y + h < H && j >= h - reachY)))
+          skip = kSeam;
       }
   }
-  return e;
+  return out.Done();
 }
 
 }  // namespace ref

@@ -61,18 +61,12 @@ CurveLook LoadCurveLook(const std::string& curveFile, bool grey, bool masked, in
   return look;
 }
 
-Nv21 CurveLookPreview(const CurveLook& look, const Nv21& frame, int allocW, const float* crop) {
+Nv21 ApplyCurveLook(const CurveLook& look, const Nv21& frame, int allocW, const float* crop) {
   // The grey look keeps to the frame's columns and reads the mask there too.
   return Cropped(frame, allocW, look.grey ? nullptr : crop,
                  [&](const TextureModel& src, float s, float t, float u, float v) {
                    return Toned(look, ToRgb(src.Linear(s, t)), look.grey ? s : u, v);
                  });
-}
-
-Nv21 CurveLookCapture(const CurveLook& look, const Nv21& still) {
-  const int w = still.width, h = still.height;
-  return RoundTrip(still,
-                   [&](int x, int y, Rgb p) { return Toned(look, p, Centre(x, w), Centre(y, h)); });
 }
 
 Nv21 WhiteboardPreview(const Nv21& frame, int allocW, const float* crop) {

@@ -16,18 +16,15 @@ int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
 // A w x h picture of what the fisheye shows at each pixel, the centre's own
 // row and column left out of the comparison.
 Expected Draw(const Fisheye& e, int w, int h, const std::function<Rgb(float s, float t)>& sample) {
-  Expected out(Render(w, h,
-                      [&](int x, int y) {
-                        double su, sv;
-                        e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-                        return sample(static_cast<float>(su), static_cast<float>(sv));
-                      }),
-               std::vector<char>(static_cast<size_t>(w) * h));
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      out.skip[static_cast<size_t>(y) * w + x] =
-          std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
-  return out;
+  std::vector<char> skip(static_cast<size_t>(w) * h);
+  Nv21 out = Render(w, h, [&](int x, int y) {
+    skip[static_cast<size_t>(y) * w + x] =
+        std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
+    double su, sv;
+    e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
+    return sample(static_cast<float>(su), static_cast<float>(sv));
+  });
+  return {std::move(out), std::move(skip)};
 }
 
 }  // namespace

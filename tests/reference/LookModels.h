@@ -22,12 +22,10 @@ struct CurveLook {
   TextureModel mask;   // empty: no mask
 };
 CurveLook LoadCurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h);
-// A frame in a source allocW wide (no crop: the frame's columns); the grey
-// look has no crop in preview.
-Nv21 CurveLookPreview(const CurveLook& look, const Nv21& frame, int allocW, const float* crop);
-// A still processed in blocks: the source at its own texels, the mask over
-// the whole picture.
-Nv21 CurveLookCapture(const CurveLook& look, const Nv21& still);
+// A frame in rows allocW wide (a still: its own width) through the crop
+// (null: the frame's columns), the mask over the whole picture. The grey
+// look has no crop.
+Nv21 ApplyCurveLook(const CurveLook& look, const Nv21& frame, int allocW, const float* crop);
 Nv21 WhiteboardPreview(const Nv21& frame, int allocW, const float* crop);
 // The crop-aware capture behind a procW x procH preview: each block filled
 // from the crop's part of the still into the reused source texture and
@@ -42,11 +40,9 @@ class RampModel {
   // As set up for a viewportW x viewportH preview, p0 the last parameter 0
   // (it only moves CM's tone pair).
   RampModel(RampLook look, int viewportW, int viewportH, int p0);
-  bool Loaded() const { return !m_contrast.Empty() && !m_table.Empty(); }
-  Nv21 Preview(const Nv21& frame) const;
-  // A whole still: masks over the whole picture; the crop zooms the looks
-  // captured through the crop-aware walk and is ignored by the others.
-  Nv21 Capture(const Nv21& still, const float* crop) const;
+  // A frame in rows allocW wide, or a whole still (allocW its width) through
+  // the crop; masks lie over the whole picture.
+  Nv21 Apply(const Nv21& f, int allocW, const float* crop = nullptr) const;
 
  private:
   // Colour of a source texel (Y, V, U) whose mask is read at (ms, mt).

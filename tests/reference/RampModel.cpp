@@ -88,26 +88,17 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
           rgb.b * std::min(mask.b * f, 1.f)};
 }
 
-Nv21 RampModel::Preview(const Nv21& frame) const {
-  const int w = frame.width, h = frame.height, allocW = (w + 31) / 32 * 32;
-  const TextureModel source = TextureModel::FromFrame(frame, allocW);
+Nv21 RampModel::Apply(const Nv21& f, int allocW, const float* crop) const {
+  const int w = f.width, h = f.height;
+  const float fit = static_cast<float>(w) / allocW, whole[4] = {0.f, 0.f, fit, 1.f};
+  const float* c = crop ? crop : whole;
+  const TextureModel source = TextureModel::FromFrame(f, allocW);
   return Render(w, h, [&](int x, int y) {
-    // The source over the valid columns of the padded rows; CM's mask over
-    // the whole viewport, the others' at the source's coordinates.
-    const float gs = (x + 0.5f) / w, gt = (y + 0.5f) / h, vs = gs * w / allocW;
-    return Shade(source.Linear(vs, gt), m_look == RampLook::kToneCM ? gs : vs, gt);
-  });
-}
-
-Nv21 RampModel::Capture(const Nv21& still, const float* crop) const {
-  const int W = still.width, H = still.height;
-  const float whole[4] = {0.f, 0.f, 1.f, 1.f};
-  const bool cropWalk = m_look == RampLook::kNash || m_look == RampLook::kToneCM;
-  const float* c = crop && cropWalk ? crop : whole;
-  const TextureModel source = TextureModel::FromFrame(still, W);
-  return Render(W, H, [&](int x, int y) {
-    const float s = (x + 0.5f) / W, t = (y + 0.5f) / H;
-    return Shade(source.Linear(c[0] + s * c[2], c[1] + t * c[3]), s, t);
+    // CM's mask lies over the whole picture, the others' at the source's
+    // coordinates.
+    const float s = (x + 0.5f) / w, t = (y + 0.5f) / h;
+    return Shade(source.Linear(c[0] + s * c[2], c[1] + t * c[3]),
+                 m_look == RampLook::kToneCM ? s : s * fit, t);
   });
 }
 
