@@ -12,8 +12,6 @@ namespace {
 // centre, 6-10 the taps +1 ... +5, then -6, -7, +6, +7.
 const int kTapOfWeight[15] = {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, -6, -7, 6, 7};
 
-float Unorm8(float v) { return std::lround(std::min(1.f, std::max(0.f, v)) * 255.f) / 255.f; }
-
 // One pass into a w x h 8-bit buffer: each texel the weighted taps around
 // its place in [s0, s1] x [t0, t1] of src, taps (ds, dt) apart.
 TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, float s1, float t1,
@@ -22,13 +20,12 @@ TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, flo
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i) {
       const float s = s0 + (i + 0.5f) / w * (s1 - s0), t = t0 + (j + 0.5f) / h * (t1 - t0);
-      float sum[4] = {};
+      Rgb sum{0, 0, 0};
       for (int k = 0; k < 15; ++k) {
         const Texel p = src.Linear(s + kTapOfWeight[k] * ds, t + kTapOfWeight[k] * dt);
-        const float q[4] = {p.r, p.g, p.b, p.a};
-        for (int c = 0; c < 4; ++c) sum[c] += kernel[k] * q[c];
+        sum = {sum.r + kernel[k] * p.r, sum.g + kernel[k] * p.g, sum.b + kernel[k] * p.b};
       }
-      out.At(i, j) = {Unorm8(sum[0]), Unorm8(sum[1]), Unorm8(sum[2]), Unorm8(sum[3])};
+      out.At(i, j) = Quantise(sum);
     }
   return out;
 }
@@ -71,7 +68,9 @@ std::vector<float> GaussianRow(int row) {
 Mixer FocusMix(std::function<float(float gx, float gy)> distance, float e0, float e1,
                float weight) {
   return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
-    return MixResult{ToRgb(Lerp(clear, blur, Smoothstep(e0, e1, distance(gx, gy)) * weight))};
+    const float k = Smoothstep(e0, e1, distance(gx, gy)) * weight;  // the shader's mix()
+    return MixResult{ToRgb({clear.r + (blur.r - clear.r) * k, clear.g + (blur.g - clear.g) * k,
+                            clear.b + (blur.b - clear.b) * k})};
   };
 }
 

@@ -8,16 +8,6 @@ namespace pe {
 namespace ref {
 namespace {
 
-Rgb Toned(const CurveLook& look, Rgb p, float ms, float mt) {
-  const Texel c1 = look.curve.Linear(p.r, 0.f);
-  const Texel c2 = look.curve.Linear(p.g, 0.f);
-  const Texel c3 = look.curve.Linear(p.b, 0.f);
-  const float grey = c1.r * 0.299f + c2.g * 0.587f + c3.b * 0.114f;
-  const Rgb out = look.grey ? Rgb{grey, grey, grey} : Rgb{c1.b, c2.g, c3.r};
-  const float m = look.mask.Empty() ? 1.f : look.mask.Linear(ms, mt).r;
-  return {out.r * m, out.g * m, out.b * m};
-}
-
 // Sharpened luma, converted, each channel brightened through the curve, and
 // bright areas pushed towards paper white; taps (dx, dy) apart.
 Rgb Whiteboard(const TextureModel& src, float s, float t, float dx, float dy) {
@@ -39,7 +29,8 @@ Rgb Whiteboard(const TextureModel& src, float s, float t, float dx, float dy) {
 
 float Centre(int i, int n) { return (i + 0.5f) / n; }
 
-// A preview through the crop, or the frame's columns of its allocW rows.
+}  // namespace
+
 Nv21 Cropped(
     const Nv21& frame, int allocW, const float* crop,
     const std::function<Rgb(const TextureModel& src, float s, float t, float u, float v)>& shade) {
@@ -53,19 +44,22 @@ Nv21 Cropped(
   });
 }
 
-}  // namespace
-
-CurveLook LoadCurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h) {
-  CurveLook look{grey, TextureModel::FromBmp(curveFile, TextureModel::kRgb), {}};
-  if (masked) look.mask = TextureModel::Vignette(w, h, 1e-4f);
-  return look;
+CurveLook::CurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h)
+    : grey(grey), curve(TextureModel::FromBmp(curveFile, TextureModel::kRgb)) {
+  if (masked) mask = TextureModel::Vignette(w, h, 1e-4f);
 }
 
-Nv21 ApplyCurveLook(const CurveLook& look, const Nv21& frame, int allocW, const float* crop) {
+Nv21 CurveLook::Apply(const Nv21& frame, int allocW, const float* crop) const {
   // The grey look keeps to the frame's columns and reads the mask there too.
-  return Cropped(frame, allocW, look.grey ? nullptr : crop,
+  return Cropped(frame, allocW, grey ? nullptr : crop,
                  [&](const TextureModel& src, float s, float t, float u, float v) {
-                   return Toned(look, ToRgb(src.Linear(s, t)), look.grey ? s : u, v);
+                   const Rgb p = ToRgb(src.Linear(s, t));
+                   const Texel c1 = curve.Linear(p.r, 0), c2 = curve.Linear(p.g, 0),
+                               c3 = curve.Linear(p.b, 0);
+                   const float y = c1.r * 0.299f + c2.g * 0.587f + c3.b * 0.114f;
+                   const Rgb out = grey ? Rgb{y, y, y} : Rgb{c1.b, c2.g, c3.r};
+                   const float m = mask.Empty() ? 1.f : mask.Linear(grey ? s : u, v).r;
+                   return Rgb{out.r * m, out.g * m, out.b * m};
                  });
 }
 
@@ -94,7 +88,7 @@ Nv21 WhiteboardCapture(const Nv21& still, int procW, int procH, int allocW, cons
         const int rr = std::min(r, rows - 1), px = b.sx + std::min(c, cols - 1);
         const Texel luma = PixelTexel(still, px, b.sy + rr);
         const Texel chroma = PixelTexel(still, px, b.sy + rr / 2 * 2);
-        tex.At(c, r) = {luma.r, chroma.g, chroma.b, 1};
+        tex.At(c, r) = {luma.r, chroma.g, chroma.b};
       }
     const float s0 = b.out.s0, t0 = b.out.t0, s1 = b.out.s1 - s0, t1 = b.out.t1 - t0;
     for (int j = 0; j < h; ++j)

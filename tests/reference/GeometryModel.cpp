@@ -65,7 +65,7 @@ Expected Fisheye::Still(const Nv21& still) const {
     for (int i = 0; i < still.width; ++i) {
       const Texel p = PixelTexel(still, i, j);
       y.At(i, j).r = p.r;
-      vu.At(i / 2, j / 2) = {p.g, p.b};
+      vu.At(i / 2, j / 2) = {p.g, p.b, 0};
     }
   return Draw(*this, still.width, still.height, [&](float s, float t) {
     const Texel c = vu.Linear(s, t);

@@ -1,8 +1,9 @@
 #pragma once
 
-// CPU models of the effect families, each restated from the looks' own
-// definitions on the shared sampling (TextureModel) and colour (YuvModel)
-// arithmetic. Crops are x, y, w, h as fractions; null is none.
+// CPU models of the effect families, restated from the looks' own
+// definitions on the shared sampling and colour arithmetic. A frame sits in
+// rows allocW wide (a still: its own width); a crop is x, y, w, h as
+// fractions, null the frame's columns.
 
 #include <functional>
 #include <string>
@@ -14,22 +15,25 @@
 namespace pe {
 namespace ref {
 
+// Each pixel of a frame shaded from its source texture at (s, t), through the
+// crop, (u, v) its place in the picture.
+Nv21 Cropped(
+    const Nv21& frame, int allocW, const float* crop,
+    const std::function<Rgb(const TextureModel& src, float s, float t, float u, float v)>& shade);
+
 // --- Tone curves: colour film and black and white under a vignette, and the
 // whiteboard clean-up.
 struct CurveLook {
-  bool grey = false;   // black and white from each lookup's own channel
+  // For a w x h preview; the grey look has no crop.
+  CurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h);
+  Nv21 Apply(const Nv21& frame, int allocW, const float* crop) const;
+  bool grey;           // black and white from each lookup's own channel
   TextureModel curve;  // read along its first row
   TextureModel mask;   // empty: no mask
 };
-CurveLook LoadCurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h);
-// A frame in rows allocW wide (a still: its own width) through the crop
-// (null: the frame's columns), the mask over the whole picture. The grey
-// look has no crop.
-Nv21 ApplyCurveLook(const CurveLook& look, const Nv21& frame, int allocW, const float* crop);
 Nv21 WhiteboardPreview(const Nv21& frame, int allocW, const float* crop);
-// The crop-aware capture behind a procW x procH preview: each block filled
-// from the crop's part of the still into the reused source texture and
-// stretched over its block.
+// Behind a procW x procH preview: each block filled from the crop's part of
+// the still into the reused source texture and stretched over its block.
 Nv21 WhiteboardCapture(const Nv21& still, int procW, int procH, int allocW, const float* crop);
 
 // --- The contrast ramp looks: the frame's luma through a range and two ramp
@@ -40,8 +44,7 @@ class RampModel {
   // As set up for a viewportW x viewportH preview, p0 the last parameter 0
   // (it only moves CM's tone pair).
   RampModel(RampLook look, int viewportW, int viewportH, int p0);
-  // A frame in rows allocW wide, or a whole still (allocW its width) through
-  // the crop; masks lie over the whole picture.
+  // Masks lie over the whole picture.
   Nv21 Apply(const Nv21& f, int allocW, const float* crop = nullptr) const;
 
  private:

@@ -89,16 +89,10 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
 }
 
 Nv21 RampModel::Apply(const Nv21& f, int allocW, const float* crop) const {
-  const int w = f.width, h = f.height;
-  const float fit = static_cast<float>(w) / allocW, whole[4] = {0.f, 0.f, fit, 1.f};
-  const float* c = crop ? crop : whole;
-  const TextureModel source = TextureModel::FromFrame(f, allocW);
-  return Render(w, h, [&](int x, int y) {
+  return Cropped(f, allocW, crop, [&](const TextureModel& src, float s, float t, float u, float v) {
     // CM's mask lies over the whole picture, the others' at the source's
     // coordinates.
-    const float s = (x + 0.5f) / w, t = (y + 0.5f) / h;
-    return Shade(source.Linear(c[0] + s * c[2], c[1] + t * c[3]),
-                 m_look == RampLook::kToneCM ? s : s * fit, t);
+    return Shade(src.Linear(s, t), m_look == RampLook::kToneCM ? u : s, v);
   });
 }
 

@@ -13,12 +13,8 @@
 namespace pe {
 namespace ref {
 
-struct Texel {
-  float r = 0, g = 0, b = 0, a = 1;
-};
-// a + (b - a) x f per channel, in float as the shaders' mix().
-Texel Lerp(const Texel& a, const Texel& b, float f);
-// Pixel (x, y) of a frame as its source texel: (Y, V, U, 1).
+using Texel = Rgb;  // channels as 0..1
+// Pixel (x, y) of a frame as its source texel: (Y, V, U).
 Texel PixelTexel(const Nv21& f, int x, int y);
 // A source texel through the effect programs' YUV-to-RGB matrix; the matrix
 // is linear, so filtered, fractional levels go straight through.

@@ -1,8 +1,14 @@
 #include "YuvModel.h"
 
+#include <pe/Platform.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "TextureModel.h"
 
 namespace pe {
 namespace ref {
@@ -10,6 +16,22 @@ namespace {
 
 float Clamp01(float v) { return std::min(1.f, std::max(0.f, v)); }
 uint8_t ToByte(float v) { return static_cast<uint8_t>(std::lround(Clamp01(v) * 255.f)); }
+
+uint32_t Le32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24; }
+
+// One linear step between two 8-bit texels with a weight of 8 fractional
+// bits, rounded back to 8 bits: how GPUs filter 8-bit textures (llvmpipe
+// among them). A float blend differs by up to half a level per step, which
+// steep tone curves after the lookup turn into several.
+float Lerp8(float p, float q, int w) {
+  const long a = std::lround(p * 255.f), b = std::lround(q * 255.f);
+  return static_cast<float>(a + (((b - a) * w + 128) >> 8)) / 255.f;
+}
+
+Texel Mix8(const Texel& a, const Texel& b, float f) {
+  const int w = static_cast<int>(std::lround(f * 256.f));
+  return {Lerp8(a.r, b.r, w), Lerp8(a.g, b.g, w), Lerp8(a.b, b.b, w)};
+}
 
 }  // namespace
 
@@ -69,20 +91,16 @@ Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel) {
 
 Nv21 RoundTrip(const Nv21& in, const Shade& shade) {
   return Render(in.width, in.height, [&](int x, int y) {
-    const uint8_t* c = in.vu(x, y);
-    const Rgb p =
-        YuvToRgb(in.y()[static_cast<size_t>(y) * in.width + x] / 255.f, c[0] / 255.f, c[1] / 255.f);
+    const Rgb p = ToRgb(PixelTexel(in, x, y));
     return shade ? shade(x, y, p) : p;
   });
 }
 
-Diff Compare(const Nv21& a, const Nv21& b) { return CompareMasked(a, b).diff; }
-
-MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
-  MaskedDiff d;
+Diff Compare(const Nv21& actual, const Expected& expected) {
+  Diff d;
   const Nv21& want = expected.frame;
   if (actual.width != want.width || actual.height != want.height) {
-    d.diff.maxY = d.diff.maxUV = 256;
+    d.maxY = d.maxUV = 256;
     return d;
   }
   const int w = want.width, h = want.height;
@@ -97,8 +115,10 @@ MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
         ++d.skipped;
         d.seam += expected.skip[i] == kSeam;
         d.seamOff += expected.skip[i] == kSeam && diff > 4;
-      } else if (diff > d.diff.maxY) {
-        d.diff = {diff, d.diff.maxUV, x, y};
+      } else if (diff > d.maxY) {
+        d.maxY = diff;
+        d.worstX = x;
+        d.worstY = y;
       }
     }
   for (int y = 0; y + 1 < h; y += 2)
@@ -107,11 +127,65 @@ MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected) {
         continue;
       for (int c = 0; c < 2; ++c) {
         const size_t i = static_cast<size_t>(y / 2) * w + x + c;
-        d.diff.maxUV = std::max(d.diff.maxUV, std::abs(actual.uv()[i] - want.uv()[i]));
+        d.maxUV = std::max(d.maxUV, std::abs(actual.uv()[i] - want.uv()[i]));
       }
     }
   return d;
 }
+
+Texel PixelTexel(const Nv21& f, int x, int y) {
+  const uint8_t* c = f.uv() + static_cast<size_t>(y / 2) * f.width + (x & ~1);
+  return {f.y()[static_cast<size_t>(y) * f.width + x] / 255.f, c[0] / 255.f, c[1] / 255.f};
+}
+
+TextureModel TextureModel::FromBmp(const std::string& file, Kind kind) {
+  std::ifstream f(AssetPath(file), std::ios::binary);
+  const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(f), {});
+  if (bytes.size() < 54 || bytes[0] != 'B' || bytes[1] != 'M') return {};
+  const uint32_t offset = Le32(&bytes[10]);
+  const int w = static_cast<int>(Le32(&bytes[18])), h = static_cast<int>(Le32(&bytes[22]));
+  const int bpp = kind == kLuminance ? 1 : kind == kRgb565 ? 2 : 3;
+  if (w <= 0 || h <= 0 || offset + static_cast<size_t>(w) * h * bpp > bytes.size()) return {};
+  TextureModel t(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const uint8_t* p = &bytes[offset + (static_cast<size_t>(y) * w + x) * bpp];
+      const unsigned v = kind == kRgb565 ? p[0] | p[1] << 8 : 0;
+      t.At(x, y) = kind == kLuminance ? Texel{p[0] / 255.f, p[0] / 255.f, p[0] / 255.f}
+                   : kind == kRgb565
+                       ? Texel{(v >> 11) / 31.f, ((v >> 5) & 63) / 63.f, (v & 31) / 31.f}
+                       : Texel{p[0] / 255.f, p[1] / 255.f, p[2] / 255.f};
+    }
+  return t;
+}
+
+TextureModel TextureModel::FromFrame(const Nv21& frame, int allocW) {
+  TextureModel t(allocW, frame.height);
+  for (int y = 0; y < frame.height; ++y)
+    for (int x = 0; x < allocW; ++x)
+      t.At(x, y) = PixelTexel(frame, std::min(x, frame.width - 1), y);
+  return t;
+}
+
+TextureModel TextureModel::Vignette(int w, int h, float tolerance) {
+  const float r = static_cast<float>(w) / h;
+  const bool wide = std::fabs(r - 16.f / 9) < tolerance || std::fabs(r - 5.f / 3) < tolerance;
+  return FromBmp(wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp", kLuminance);
+}
+
+int TextureModel::Wrap(int i, int n) const {
+  return repeat ? ((i % n) + n) % n : std::min(std::max(i, 0), n - 1);
+}
+
+Texel TextureModel::Linear(float s, float t) const {
+  const float u = s * m_w - 0.5f, v = t * m_h - 0.5f;
+  const float fu = std::floor(u), fv = std::floor(v);
+  const int x0 = Wrap(static_cast<int>(fu), m_w), y0 = Wrap(static_cast<int>(fv), m_h);
+  const int x1 = Wrap(static_cast<int>(fu) + 1, m_w), y1 = Wrap(static_cast<int>(fv) + 1, m_h);
+  return Mix8(Mix8(At(x0, y0), At(x1, y0), u - fu), Mix8(At(x0, y1), At(x1, y1), u - fu), v - fv);
+}
+
+std::string AssetPath(const std::string& file) { return pe::platform::AssetDir() + file; }
 
 }  // namespace ref
 }  // namespace pe

@@ -26,10 +26,6 @@ struct Nv21 {
   uint8_t* uv() { return data.data() + static_cast<size_t>(width) * height; }
   const uint8_t* y() const { return data.data(); }
   const uint8_t* uv() const { return data.data() + static_cast<size_t>(width) * height; }
-  // The V/U pair of pixel (x, y).
-  const uint8_t* vu(int x, int y) const {
-    return uv() + static_cast<size_t>(y / 2) * width + (x & ~1);
-  }
 };
 
 // Deterministic test frame: gradients, colour blocks and fine detail.
@@ -49,13 +45,6 @@ Nv21 Render(int w, int h, const std::function<Rgb(int x, int y)>& pixel);
 using Shade = std::function<Rgb(int x, int y, Rgb in)>;
 Nv21 RoundTrip(const Nv21& in, const Shade& shade = nullptr);
 
-// Largest absolute difference over the Y plane and the chroma plane, with the
-// position of the worst Y difference.
-struct Diff {
-  int maxY = 0, maxUV = 0, worstX = -1, worstY = -1;
-};
-Diff Compare(const Nv21& a, const Nv21& b);
-
 // A frame where some pixels may be left out of the comparison: per pixel
 // kAmbiguous or kSeam (none where skip is empty); chroma is left out where
 // any of its four is.
@@ -66,13 +55,14 @@ struct Expected {
   std::vector<char> skip;
 };
 
-// Largest differences outside the skipped pixels, how many were skipped,
-// and how many seam pixels differ by more than 4.
-struct MaskedDiff {
-  Diff diff;
+// Largest absolute differences over the Y and the chroma plane outside the
+// skipped pixels, with the position of the worst Y difference; how many
+// pixels were skipped, and how many seam pixels differ by more than 4.
+struct Diff {
+  int maxY = 0, maxUV = 0, worstX = -1, worstY = -1;
   size_t skipped = 0, seam = 0, seamOff = 0;
 };
-MaskedDiff CompareMasked(const Nv21& actual, const Expected& expected);
+Diff Compare(const Nv21& actual, const Expected& expected);
 
 }  // namespace ref
 }  // namespace pe
