@@ -74,8 +74,7 @@ Plan Curves(int w, int h) {
     const ref::CurveLook c(kVintageCurves[look], grey, look != 3, w, h);
     return [=](const Nv21& f, int a) { return c.Apply(f, a, crop); };
   };
-  // The whiteboard's crop-aware walk, whole or with the crop stretched over
-  // the still.
+  // A still through the whiteboard's crop-aware walk.
   auto whiteboard = [=](const float* crop, bool still) {
     return [=](const Nv21& f, int a) {
       return still ? ref::WhiteboardCapture(f, w, h, AllocW(w), crop)
@@ -99,9 +98,8 @@ Plan Curves(int w, int h) {
   return p;
 }
 
-// --- Geometry and pattern looks. Stills: 4000x3000 for the paths of their
-// own, smaller for mirror and bloom, whose plain walk the vignette takes at
-// 4000x3000.
+// --- Geometry and pattern looks. Stills: 4000x3000 for their own paths,
+// smaller for mirror and bloom, whose plain walk the vignette takes whole.
 Plan Geometry(int w, int h) {
   const std::string fish10 = Effect("3", 10, ";GE-param1=700,620,0,0");
   const std::string fish80 = Effect("3", 80, ";GE-param1=700,620,0,0");
@@ -126,7 +124,12 @@ Plan Geometry(int w, int h) {
       return still ? ref::MirrorStill(f, w, h, landscape) : ref::MirrorPreview(f, a, landscape);
     };
   };
-  auto bloom = [](const Nv21& f, int) { return ref::RoundTrip(f, ref::BloomShade()); };
+  auto bloom = [](const Nv21& f, int) {  // the colour times 3.5 times its luminance
+    return ref::RoundTrip(f, [](int, int, ref::Rgb p) {
+      const float k = 3.5f * (0.3f * p.r + 0.59f * p.g + 0.11f * p.b);
+      return ref::Rgb{p.r * k, p.g * k, p.b * k};
+    });
+  };
   // Fisheye: the bulge, then the expanding branch. Dots: small ones through
   // mask 1, large ones through mask 2. The mirror's landscape flag comes with
   // the effect's choice, here while the preview runs.
@@ -144,10 +147,9 @@ Plan Geometry(int w, int h) {
            {{Effect("9")}, bloom, 2, 0, 2000}}};
 }
 
-// --- Reduced-size blur looks: depth of field (2), tilt-shift (7), sketch (I)
-// and colour sketch (J). The user's strength, centre and edge point as each
-// effect turns them into its blur and mix, for a w x h preview; a still
-// through the apron walk (2, 7) or the overlap walk (sketches).
+// --- Reduced-size blur looks 2, 7, I and J: strength, centre and edge point
+// as each effect turns them into its blur and mix behind a w x h preview; a
+// still through the apron walk (2, 7) or the overlap walk (sketches).
 Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
   const int a = AllocW(w), W = f.width, H = f.height;
   const bool dof = number == 2;
@@ -215,8 +217,6 @@ class Looks : public PublicService {
   ScopedEnv m_count{"POSTEFFECT_EFFECT_COUNT", "19"};
 
  protected:
-  // The plan's steps behind a w x h preview, each frame or still against its
-  // model.
   void Run(const Plan& plan, int w, int h, bool stills) {
     ASSERT_EQ(Params(plan.start), 0);
     ASSERT_EQ(m_fx->startPreview(w, h), 0);
@@ -284,7 +284,6 @@ TEST_F(Looks, OnlyTheTonePairMovesWithParam0) {
     EXPECT_EQ(render(code, 0).data, render(code, 100).data) << code;
 }
 
-// A masked curve look over a 640x480 frame, uncropped.
 Nv21 Curve640(const char* curve, bool grey, const Nv21& frame) {
   return ref::CurveLook(curve, grey, true, 640, 480).Apply(frame, 640, nullptr);
 }

@@ -105,12 +105,5 @@ Nv21 MirrorStill(const Nv21& still, int procW, int procH, bool landscape) {
   });
 }
 
-Shade BloomShade() {
-  return [](int, int, Rgb p) {
-    const float k = 3.5f * (0.3f * p.r + 0.59f * p.g + 0.11f * p.b);
-    return Rgb{p.r * k, p.g * k, p.b * k};
-  };
-}
-
 }  // namespace ref
 }  // namespace pe

@@ -1,4 +1,4 @@
-#include "YuvModel.h"
+#include "TextureModel.h"
 
 #include <pe/Platform.h>
 
@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-
-#include "TextureModel.h"
 
 namespace pe {
 namespace ref {
@@ -173,15 +171,14 @@ TextureModel TextureModel::Vignette(int w, int h, float tolerance) {
   return FromBmp(wide ? "mask_vignette_wide.bmp" : "mask_vignette_legacy.bmp", kLuminance);
 }
 
-int TextureModel::Wrap(int i, int n) const {
-  return repeat ? ((i % n) + n) % n : std::min(std::max(i, 0), n - 1);
-}
-
 Texel TextureModel::Linear(float s, float t) const {
   const float u = s * m_w - 0.5f, v = t * m_h - 0.5f;
   const float fu = std::floor(u), fv = std::floor(v);
-  const int x0 = Wrap(static_cast<int>(fu), m_w), y0 = Wrap(static_cast<int>(fv), m_h);
-  const int x1 = Wrap(static_cast<int>(fu) + 1, m_w), y1 = Wrap(static_cast<int>(fv) + 1, m_h);
+  auto wrap = [this](int i, int n) {
+    return repeat ? ((i % n) + n) % n : std::min(std::max(i, 0), n - 1);
+  };
+  const int x0 = wrap(static_cast<int>(fu), m_w), y0 = wrap(static_cast<int>(fv), m_h);
+  const int x1 = wrap(static_cast<int>(fu) + 1, m_w), y1 = wrap(static_cast<int>(fv) + 1, m_h);
   return Mix8(Mix8(At(x0, y0), At(x1, y0), u - fu), Mix8(At(x0, y1), At(x1, y1), u - fu), v - fv);
 }
 
