@@ -229,9 +229,7 @@ class Looks : public PublicService {
       }
       SharedNv21 shm(fw, fh);
       const Nv21 in = ref::MakeFrame(fw, fh, 7);
-      if (stills) {
-        ASSERT_EQ(Capture(shm, in), 0);
-      }
+      ASSERT_EQ(stills ? Capture(shm, in) : 0, 0);
       const ref::Diff d = ref::Compare(stills ? shm.Get() : Preview(shm, in),
                                        step.model(in, stills ? fw : AllocW(w)));
       ExpectWithin(d, step.tolerance);

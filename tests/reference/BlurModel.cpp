@@ -30,7 +30,6 @@ TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, flo
   return out;
 }
 
-// The two reduced passes over the rectangle [s0, s1] x [t0, t1] of src.
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
                         const BlurSetup& setup) {
   const TextureModel across =
@@ -38,7 +37,6 @@ TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, f
   return Pass(across, setup.blurW, setup.blurH, 0.f, 0.f, 1.f, 1.f, setup.kernel, 0.f, setup.stepT);
 }
 
-// A w x h picture of mixed pixels and the ones left out.
 struct Mixed {
   int w, h;
   std::vector<Rgb> rgb;
@@ -114,12 +112,10 @@ Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, flo
 Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setup,
                            const Mixer& mix) {
   const int W = still.width, H = still.height;
-  // Steps in pixels of the still (rows as wide as the source).
   const float stepX = static_cast<float>(W) / (texW - 192),
               stepY = static_cast<float>(H) / (texH - 192);
   const TextureModel src = TextureModel::FromFrame(still, W);
   Mixed out(W, H);
-  // Cores and their fetched rectangles as the apron walk places them.
   const float whole[4] = {0, 0, 1, 1};
   const ApronBlockWalk walk(W, H, texW, texH, texW, whole);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
@@ -142,7 +138,6 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix) {
   const int W = still.width, H = still.height;
-  // Blocks, steps and overlaps as the overlap walk places them.
   OverlapBlockWalk walk(W, H, texW, texH, allocW);
   const float stepX = walk.StepX(), stepY = walk.StepY();
   setup.stepS = stepX * allocW / W;

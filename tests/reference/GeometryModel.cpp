@@ -59,7 +59,6 @@ Expected Fisheye::Preview(const Nv21& frame, int allocW) const {
 }
 
 Expected Fisheye::Still(const Nv21& still) const {
-  // The Y plane and the interleaved chroma plane (V then U), each a texture.
   TextureModel y(still.width, still.height), vu(still.width / 2, still.height / 2);
   for (int j = 0; j < still.height; ++j)
     for (int i = 0; i < still.width; ++i) {

@@ -108,7 +108,6 @@ Nv21 WhiteboardCapture(const Nv21& still, int procW, int procH, int allocW, cons
   const int W = still.width, H = still.height;
   std::vector<Rgb> out(static_cast<size_t>(W) * H);
   TextureModel tex(allocW, procH);
-  // Blocks and their sources as the crop-aware walk places them.
   const CropBlockWalk walk(W, H, procW, procH, allocW, crop);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
     const CropBlock b = walk.Place(run);
@@ -182,8 +181,7 @@ Rgb RampModel::Shade(const Texel& yuv, float ms, float mt) const {
 
 Nv21 RampModel::Apply(const Nv21& f, int allocW, const float* crop) const {
   return Cropped(f, allocW, crop, [&](const TextureModel& src, float s, float t, float u, float v) {
-    // CM's mask lies over the whole picture, the others' at the source's
-    // coordinates.
+    // CM's mask over the whole picture, the others' at the source's place.
     return Shade(src.Linear(s, t), m_look == RampLook::kToneCM ? u : s, v);
   });
 }
