@@ -12,8 +12,6 @@ namespace {
 // centre, 6-10 the taps +1 ... +5, then -6, -7, +6, +7.
 const int kTapOfWeight[15] = {-5, -4, -3, -2, -1, 0, 1, 2, 3, 4, 5, -6, -7, 6, 7};
 
-float Unorm8(float v) { return std::lround(std::min(1.f, std::max(0.f, v)) * 255.f) / 255.f; }
-
 // One pass into a w x h 8-bit buffer: each texel the weighted taps around
 // its place in [s0, s1] x [t0, t1] of src, taps (ds, dt) apart.
 TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, float s1, float t1,
@@ -22,18 +20,16 @@ TextureModel Pass(const TextureModel& src, int w, int h, float s0, float t0, flo
   for (int j = 0; j < h; ++j)
     for (int i = 0; i < w; ++i) {
       const float s = s0 + (i + 0.5f) / w * (s1 - s0), t = t0 + (j + 0.5f) / h * (t1 - t0);
-      float sum[4] = {};
+      Rgb sum{0, 0, 0};
       for (int k = 0; k < 15; ++k) {
         const Texel p = src.Linear(s + kTapOfWeight[k] * ds, t + kTapOfWeight[k] * dt);
-        const float q[4] = {p.r, p.g, p.b, p.a};
-        for (int c = 0; c < 4; ++c) sum[c] += kernel[k] * q[c];
+        sum = {sum.r + kernel[k] * p.r, sum.g + kernel[k] * p.g, sum.b + kernel[k] * p.b};
       }
-      out.At(i, j) = {Unorm8(sum[0]), Unorm8(sum[1]), Unorm8(sum[2]), Unorm8(sum[3])};
+      out.At(i, j) = Quantise(sum);
     }
   return out;
 }
 
-// The two reduced passes over the rectangle [s0, s1] x [t0, t1] of src.
 TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, float t1,
                         const BlurSetup& setup) {
   const TextureModel across =
@@ -41,7 +37,6 @@ TextureModel BlurPasses(const TextureModel& src, float s0, float t0, float s1, f
   return Pass(across, setup.blurW, setup.blurH, 0.f, 0.f, 1.f, 1.f, setup.kernel, 0.f, setup.stepT);
 }
 
-// A w x h picture of mixed pixels and the ones left out.
 struct Mixed {
   int w, h;
   std::vector<Rgb> rgb;
@@ -71,7 +66,9 @@ std::vector<float> GaussianRow(int row) {
 Mixer FocusMix(std::function<float(float gx, float gy)> distance, float e0, float e1,
                float weight) {
   return [=](const Texel& clear, const Texel& blur, float gx, float gy) {
-    return MixResult{ToRgb(Lerp(clear, blur, Smoothstep(e0, e1, distance(gx, gy)) * weight))};
+    const float k = Smoothstep(e0, e1, distance(gx, gy)) * weight;  // the shader's mix()
+    return MixResult{ToRgb({clear.r + (blur.r - clear.r) * k, clear.g + (blur.g - clear.g) * k,
+                            clear.b + (blur.b - clear.b) * k})};
   };
 }
 
@@ -115,12 +112,10 @@ Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, flo
 Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setup,
                            const Mixer& mix) {
   const int W = still.width, H = still.height;
-  // Steps in pixels of the still (rows as wide as the source).
   const float stepX = static_cast<float>(W) / (texW - 192),
               stepY = static_cast<float>(H) / (texH - 192);
   const TextureModel src = TextureModel::FromFrame(still, W);
   Mixed out(W, H);
-  // Cores and their fetched rectangles as the apron walk places them.
   const float whole[4] = {0, 0, 1, 1};
   const ApronBlockWalk walk(W, H, texW, texH, texW, whole);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
@@ -143,7 +138,6 @@ Expected ApronCaptureModel(const Nv21& still, int texW, int texH, BlurSetup setu
 Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, BlurSetup setup,
                              const Mixer& mix) {
   const int W = still.width, H = still.height;
-  // Blocks, steps and overlaps as the overlap walk places them.
   OverlapBlockWalk walk(W, H, texW, texH, allocW);
   const float stepX = walk.StepX(), stepY = walk.StepY();
   setup.stepS = stepX * allocW / W;
@@ -152,7 +146,7 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
   const float reachX = 7 * stepX * allocW + static_cast<float>(texW) / setup.blurW;
   const float reachY = 7 * stepY * texH + static_cast<float>(texH) / setup.blurH;
   const TextureModel src = TextureModel::FromFrame(still, W);
-  Expected e{Nv21(W, H), std::vector<char>(static_cast<size_t>(W) * H)};
+  Mixed out(W, H);
   for (unsigned run = 0; run < walk.MaxRuns(); ++run, walk.Advance()) {
     const BlockRect placed = walk.Place();
     const int x = placed.x, y = placed.y, w = placed.w, h = placed.h;
@@ -161,29 +155,20 @@ Expected OverlapCaptureModel(const Nv21& still, int texW, int texH, int allocW, 
     const TextureModel blur =
         BlurPasses(src, static_cast<float>(x) / W, static_cast<float>(y) / H,
                    static_cast<float>(x + texW) / W, static_cast<float>(y + texH) / H, setup);
-    Mixed mixed(w, h);
-    for (int j = 0; j < h; ++j)
-      for (int i = 0; i < w; ++i)
-        mixed.Set(i, j,
-                  mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
-                      blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0));
-    const Expected block = mixed.Done();
     // Written back as the output copy does: the first half of each overlap
     // is left to the block before.
-    for (int r = y ? walk.HalfOverlapY() : 0; r < h && y + r < H; ++r)
+    for (int j = y ? walk.HalfOverlapY() : 0; j < h && y + j < H; ++j)
       for (int i = x ? walk.HalfOverlapX() : 0; i < w && x + i < W; ++i) {
-        const size_t to = static_cast<size_t>(y + r) * W + x + i,
-                     from = static_cast<size_t>(r) * w + i;
-        e.frame.y()[to] = block.frame.y()[from];
-        const bool seam = (x && i < reachX) || (x + w < W && i >= w - reachX) ||
-                          (y && r < reachY) || (y + h < H && r >= h - reachY);
-        e.skip[to] = block.skip[from] ? kAmbiguous : seam ? kSeam : kCompared;
-        if ((y + r) % 2 == 0)
-          e.frame.uv()[static_cast<size_t>(y + r) / 2 * W + x + i] =
-              block.frame.uv()[static_cast<size_t>(r / 2) * w + i];
+        out.Set(x + i, y + j,
+                mix(src.Linear((x + i + 0.5f) / W, (y + j + 0.5f) / H),
+                    blur.Linear((i + 0.5f) / allocW, (j + 0.5f) / texH), 0, 0));
+        char& skip = out.skip[static_cast<size_t>(y + j) * W + x + i];
+        if (!skip && ((x && i < reachX) || (x + w < W && i >= w - reachX) || (y && j < reachY) ||
+                      (y + h < H && j >= h - reachY)))
+          skip = kSeam;
       }
   }
-  return e;
+  return out.Done();
 }
 
 }  // namespace ref

@@ -16,18 +16,15 @@ int Fold(int i, int n) { return (i + 0.5) / n > 0.5 ? n - 1 - i : i; }
 // A w x h picture of what the fisheye shows at each pixel, the centre's own
 // row and column left out of the comparison.
 Expected Draw(const Fisheye& e, int w, int h, const std::function<Rgb(float s, float t)>& sample) {
-  Expected out(Render(w, h,
-                      [&](int x, int y) {
-                        double su, sv;
-                        e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
-                        return sample(static_cast<float>(su), static_cast<float>(sv));
-                      }),
-               std::vector<char>(static_cast<size_t>(w) * h));
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      out.skip[static_cast<size_t>(y) * w + x] =
-          std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
-  return out;
+  std::vector<char> skip(static_cast<size_t>(w) * h);
+  Nv21 out = Render(w, h, [&](int x, int y) {
+    skip[static_cast<size_t>(y) * w + x] =
+        std::fabs(x + 0.5 - e.cx * w) < 1.5 || std::fabs(y + 0.5 - e.cy * h) < 1.5;
+    double su, sv;
+    e.Map((x + 0.5) / w, (y + 0.5) / h, &su, &sv);
+    return sample(static_cast<float>(su), static_cast<float>(sv));
+  });
+  return {std::move(out), std::move(skip)};
 }
 
 }  // namespace
@@ -62,13 +59,12 @@ Expected Fisheye::Preview(const Nv21& frame, int allocW) const {
 }
 
 Expected Fisheye::Still(const Nv21& still) const {
-  // The Y plane and the interleaved chroma plane (V then U), each a texture.
   TextureModel y(still.width, still.height), vu(still.width / 2, still.height / 2);
   for (int j = 0; j < still.height; ++j)
     for (int i = 0; i < still.width; ++i) {
       const Texel p = PixelTexel(still, i, j);
       y.At(i, j).r = p.r;
-      vu.At(i / 2, j / 2) = {p.g, p.b};
+      vu.At(i / 2, j / 2) = {p.g, p.b, 0};
     }
   return Draw(*this, still.width, still.height, [&](float s, float t) {
     const Texel c = vu.Linear(s, t);
@@ -106,13 +102,6 @@ Nv21 MirrorStill(const Nv21& still, int procW, int procH, bool landscape) {
     return landscape ? Pixel(still, x0 + Fold(x - x0, procW), y)
                      : Pixel(still, x, y0 + Fold(y - y0, procH));
   });
-}
-
-Shade BloomShade() {
-  return [](int, int, Rgb p) {
-    const float k = 3.5f * (0.3f * p.r + 0.59f * p.g + 0.11f * p.b);
-    return Rgb{p.r * k, p.g * k, p.b * k};
-  };
 }
 
 }  // namespace ref

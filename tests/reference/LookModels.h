@@ -1,55 +1,47 @@
 #pragma once
 
-// CPU models of the effect families, each restated from the looks' own
-// definitions on the shared sampling (TextureModel) and colour (YuvModel)
-// arithmetic. Crops are x, y, w, h as fractions; null is none.
+// CPU models of the effect families, restated from the looks' own
+// definitions on the shared sampling and colour arithmetic. A frame sits in
+// rows allocW wide (a still: its own width); a crop is x, y, w, h as
+// fractions, null the frame's columns.
 
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "TextureModel.h"
-#include "YuvModel.h"
 
 namespace pe {
 namespace ref {
 
+// Each pixel shaded from the source at (s, t) through the crop; (u, v) its
+// place in the picture.
+Nv21 Cropped(
+    const Nv21& frame, int allocW, const float* crop,
+    const std::function<Rgb(const TextureModel& src, float s, float t, float u, float v)>& shade);
+
 // --- Tone curves: colour film and black and white under a vignette, and the
 // whiteboard clean-up.
 struct CurveLook {
-  bool grey = false;   // black and white from each lookup's own channel
-  TextureModel curve;  // read along its first row
-  TextureModel mask;   // empty: no mask
+  // For a w x h preview.
+  CurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h);
+  Nv21 Apply(const Nv21& frame, int allocW, const float* crop) const;
+  bool grey;                 // black and white from each lookup's own channel, no crop
+  TextureModel curve, mask;  // the curve along its first row; mask: empty for none
 };
-CurveLook LoadCurveLook(const std::string& curveFile, bool grey, bool masked, int w, int h);
-// A frame in a source allocW wide (no crop: the frame's columns); the grey
-// look has no crop in preview.
-Nv21 CurveLookPreview(const CurveLook& look, const Nv21& frame, int allocW, const float* crop);
-// A still processed in blocks: the source at its own texels, the mask over
-// the whole picture.
-Nv21 CurveLookCapture(const CurveLook& look, const Nv21& still);
 Nv21 WhiteboardPreview(const Nv21& frame, int allocW, const float* crop);
-// The crop-aware capture behind a procW x procH preview: each block filled
-// from the crop's part of the still into the reused source texture and
-// stretched over its block.
+// Behind a procW x procH preview: each block filled from the crop's part of
+// the still into the reused source texture and stretched over its block.
 Nv21 WhiteboardCapture(const Nv21& still, int procW, int procH, int allocW, const float* crop);
 
 // --- The contrast ramp looks: the frame's luma through a range and two ramp
 // rows, back to RGB, then a colour ramp, a two-tone mask or a tone pair.
 enum class RampLook { kMaple, kNash, kTwoToneV, kTwoToneH, kToneCM, kToneSC };
-class RampModel {
- public:
-  // As set up for a viewportW x viewportH preview, p0 the last parameter 0
-  // (it only moves CM's tone pair).
+struct RampModel {
+  // For a viewportW x viewportH preview; p0 only moves CM's tone pair.
   RampModel(RampLook look, int viewportW, int viewportH, int p0);
-  bool Loaded() const { return !m_contrast.Empty() && !m_table.Empty(); }
-  Nv21 Preview(const Nv21& frame) const;
-  // A whole still: masks over the whole picture; the crop zooms the looks
-  // captured through the crop-aware walk and is ignored by the others.
-  Nv21 Capture(const Nv21& still, const float* crop) const;
-
- private:
-  // Colour of a source texel (Y, V, U) whose mask is read at (ms, mt).
+  Nv21 Apply(const Nv21& f, int allocW, const float* crop = nullptr) const;
+  // A source texel (Y, V, U) whose mask is read at (ms, mt).
   Rgb Shade(const Texel& yuv, float ms, float mt) const;
   RampLook m_look;
   TextureModel m_contrast, m_table;
@@ -68,22 +60,18 @@ struct Fisheye {
   Expected Still(const Nv21& still) const;
 };
 // Dot screen: cells of dot pixels, each showing its centre's colour through
-// one tile of the (repeating) mask; a still is its own allocW.
+// one tile of the (repeating) mask.
 Nv21 Dots(const Nv21& frame, int allocW, double dot, const TextureModel& mask);
-// Mirror fold of a preview whose rows are allocW wide.
 Nv21 MirrorPreview(const Nv21& frame, int allocW, bool landscape);
 // A still folded block by block, blocks of procW x procH from the origin, a
 // last column narrower than 32-pixel multiples widened and moved to the
 // right edge.
 Nv21 MirrorStill(const Nv21& still, int procW, int procH, bool landscape);
-// Bloom: the colour times 3.5 times its luminance.
-Shade BloomShade();
 
 // --- Reduced-size blur looks: two separable 15-tap passes into 8-bit
 // buffers of a reduced size (across, then down), the blur read back at full
-// size, and a mix of the sharp and blurred samples.
-
-// Gaussian over offsets -7 ... +7, sigma 0.2 x (row + 1), six decimals.
+// size, and a mix of the sharp and blurred samples. Gaussian over offsets -7 ... +7, sigma 0.2 x
+// (row + 1), six decimals.
 std::vector<float> GaussianRow(int row);
 struct BlurSetup {
   std::vector<float> kernel;  // 15 weights in the order uploaded
@@ -101,9 +89,8 @@ Mixer FocusMix(std::function<float(float gx, float gy)> distance, float e0, floa
 // Sketch: blurred luma posterised to eight levels and lifted, black where
 // the sharp luma is clearly below the blurred one; grey or colour.
 Mixer SketchMix(bool colour);
-// Preview of a frame in rows allocW wide: the passes read the valid columns,
-// the mix the sharp picture and the blur at (clearScale x s, t) and
-// (blurScale x s, t).
+// The passes read the valid columns, the mix the sharp picture and the blur
+// at (clearScale x s, t) and (blurScale x s, t).
 Expected PreviewModel(const Nv21& frame, int allocW, const BlurSetup& setup, float clearScale,
                       float blurScale, const Mixer& mix);
 // A still through the apron walk behind a texW x texH source, no crop.

@@ -17,7 +17,6 @@
 #include "LogCapture.h"
 #include "TestEnv.h"
 #include "TextureModel.h"
-#include "YuvModel.h"
 
 namespace pe {
 namespace test {
