@@ -66,7 +66,7 @@ bool GEShaderDoF::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
     m_nRatioMode = kLegacy;
   else if (std::fabs(q - 0.316406f) < 0.0001f)
     m_nRatioMode = kTundrelWide;
-  if (!FinishInit()) return false;
+  FinishInit();
   m_pKernel = pe::blur::GaussianRow(14);
   m_fMixWeight = 1.f;
   // The crop restricts the mix to the valid columns, so its coordinates span

@@ -75,7 +75,7 @@ bool GEShaderDot::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   if (!captureMode && !LoadPasses(src, false)) return false;
   m_fScreenRatio = h ? static_cast<float>(w) / static_cast<float>(h) : 1.f;
   LOGI("[%s] screen ratio = %u/%u = %f", "Init", w, h, m_fScreenRatio);
-  if (!FinishInit()) return false;
+  FinishInit();
   SetParam(0, 50, 0, 0, 0);
   return true;
 }

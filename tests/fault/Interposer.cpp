@@ -44,7 +44,7 @@ bool g_armed = false;
 pthread_t g_tester;
 int g_count = 0, g_failAt = 0;
 const Kind* g_failed = nullptr;
-// A compile or link chosen to fail reports so through its status query.
+// The shader or program whose compile or link was chosen to fail.
 GLuint g_badShader = 0, g_badProgram = 0;
 // Live names by pe::fault::Live's order: textures, fbos, programs, shaders,
 // buffers (descriptors).
@@ -164,36 +164,31 @@ PE_WRAP(GLuint, glCreateShader, GLenum type) {
   Track(kShaders, 1, &s, true);
   return s;
 }
-PE_WRAP(void, glDeleteShader, GLuint s) {
-  __real_glDeleteShader(s);
-  Track(kShaders, 1, &s, false);
-}
-PE_WRAP(void, glCompileShader, GLuint s) {
-  __real_glCompileShader(s);
-  if (Fails("glCompileShader")) g_badShader = s;
-}
-PE_WRAP(void, glGetShaderiv, GLuint s, GLenum pname, GLint* v) {
-  __real_glGetShaderiv(s, pname, v);
-  if (pname == GL_COMPILE_STATUS && s == g_badShader) *v = GL_FALSE, g_badShader = 0;
-}
 PE_WRAP(GLuint, glCreateProgram, void) {
   if (Fails("glCreateProgram")) return 0;
   const GLuint p = __real_glCreateProgram();
   Track(kPrograms, 1, &p, true);
   return p;
 }
-PE_WRAP(void, glDeleteProgram, GLuint p) {
-  __real_glDeleteProgram(p);
-  Track(kPrograms, 1, &p, false);
-}
-PE_WRAP(void, glLinkProgram, GLuint p) {
-  __real_glLinkProgram(p);
-  if (Fails("glLinkProgram")) g_badProgram = p;
-}
-PE_WRAP(void, glGetProgramiv, GLuint p, GLenum pname, GLint* v) {
-  __real_glGetProgramiv(p, pname, v);
-  if (pname == GL_LINK_STATUS && p == g_badProgram) *v = GL_FALSE, g_badProgram = 0;
-}
+// A shader or program deleted, and a compile or link chosen to fail, which
+// reports so through its status query.
+#define PE_WRAP_OBJECT(del, step, query, status, bad, kind)  \
+  PE_WRAP(void, del, GLuint o) {                             \
+    __real_##del(o);                                         \
+    Track(kind, 1, &o, false);                               \
+  }                                                          \
+  PE_WRAP(void, step, GLuint o) {                            \
+    __real_##step(o);                                        \
+    if (Fails(#step)) bad = o;                               \
+  }                                                          \
+  PE_WRAP(void, query, GLuint o, GLenum pname, GLint* v) {   \
+    __real_##query(o, pname, v);                             \
+    if (pname == status && o == bad) *v = GL_FALSE, bad = 0; \
+  }
+PE_WRAP_OBJECT(glDeleteShader, glCompileShader, glGetShaderiv, GL_COMPILE_STATUS, g_badShader,
+               kShaders)
+PE_WRAP_OBJECT(glDeleteProgram, glLinkProgram, glGetProgramiv, GL_LINK_STATUS, g_badProgram,
+               kPrograms)
 
 PE_WRAP(int, memfd_create, const char* name, unsigned flags) {
   if (Fails("memfd_create")) return errno = ENOMEM, -1;
