@@ -18,7 +18,6 @@
 #include "GstPostEffect.h"
 
 #include <gst/video/video.h>
-#include <pe/Platform.h>
 #include <posteffect/IPostEffect.h>
 #include <utils/String8.h>
 
@@ -50,7 +49,6 @@ enum PostEffectMode { MODE_PREVIEW, MODE_CAPTURE };
 // sizes; other frames travel through a padded copy.
 constexpr int kWidthStep = 16;
 // The manager's bound on effect numbers unless the host raises it.
-constexpr unsigned kDefaultEffectBound = 17;
 constexpr int kMaxSide = 16384;
 constexpr Size kDefaultPreview = {1280, 720};
 
@@ -112,7 +110,7 @@ std::string Nick(const char* name) {
 GType EffectEnumType() {
   static gsize type = 0;
   if (g_once_init_enter(&type)) {
-    const unsigned bound = pe::platform::EffectCount(kDefaultEffectBound);
+    const unsigned bound = pe::cli::EffectBound();
     // Read by the type system for the life of the process.
     static std::vector<GEnumValue> kValues;
     std::vector<GEnumValue>* values = &kValues;
@@ -525,5 +523,5 @@ static gboolean plugin_init(GstPlugin* plugin) {
 }
 
 GST_PLUGIN_DEFINE(GST_VERSION_MAJOR, GST_VERSION_MINOR, posteffect,
-                  "GPU post effects on NV21 video", plugin_init, PE_VERSION, "unknown",
+                  "GPU post effects on NV21 video", plugin_init, PE_VERSION, "MIT/X11",
                   "libposteffect", "libposteffect source tree")

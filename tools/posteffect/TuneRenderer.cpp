@@ -77,7 +77,6 @@ RenderResult TuneRenderer::RunJob(const RenderJob& job) {
   // The heap grows to the largest frame seen and is then kept: the service
   // object maps each heap it is handed once.
   if (in.data.size() > heapBytes_) {
-    heap_ = SharedHeap();
     if (!heap_.Create(in.data.size(), 1, &result.error)) {
       heapBytes_ = 0;
       return result;

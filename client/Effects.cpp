@@ -1,10 +1,10 @@
 #include "Effects.h"
 
-#include <pe/Platform.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+
+#include "Options.h"
 
 namespace pe::cli {
 
@@ -145,11 +145,25 @@ const EffectInfo* ParseEffect(const std::string& text) {
 }
 
 void DisplaySize(int* width, int* height) {
-  int w = 0, h = 0;
-  pe::platform::QueryDisplaySize(&w, &h);
+  // The library reads the same variable; sizes it would refuse leave its default.
+  int w = 1920, h = 1080;
+  Size env;
+  const char* text = std::getenv("POSTEFFECT_DISPLAY");
+  if (text && ParseSize(text, &env) && env.width <= 16384 && env.height <= 16384) {
+    w = env.width;
+    h = env.height;
+  }
   // The library keeps the display in landscape order.
   *width = std::max(w, h);
   *height = std::min(w, h);
+}
+
+unsigned EffectBound() {
+  const char* text = std::getenv("POSTEFFECT_EFFECT_COUNT");
+  std::vector<int> n;
+  if (text && ParseIntList(text, 1, 1, &n) && n[0] >= 1 && n[0] <= 99)
+    return static_cast<unsigned>(n[0]);
+  return 17;
 }
 
 Quad DefaultParam1(const EffectInfo& effect, int displayWidth, int displayHeight) {

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <binder/MemoryHeapBase.h>
-#include <utils/StrongPointer.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "Effects.h"
 #include "Image.h"
@@ -26,15 +24,24 @@ struct Backend {
 // once, frames in equal page-aligned slots, each named by fd, base, offset.
 class SharedHeap {
  public:
+  SharedHeap() = default;
+  ~SharedHeap();
+  SharedHeap(SharedHeap&& other) noexcept { *this = std::move(other); }
+  SharedHeap& operator=(SharedHeap&& other) noexcept;
+
   bool Create(size_t slotBytes, int slots, std::string* error);
-  int fd() const { return heap_ != nullptr ? heap_->getHeapID() : -1; }
-  void* base() const { return heap_ != nullptr ? heap_->getBase() : nullptr; }
+  int fd() const { return fd_; }
+  void* base() const { return base_; }
   long Offset(int slot) const { return static_cast<long>(slot * stride_); }
-  uint8_t* Slot(int slot) const { return static_cast<uint8_t*>(base()) + slot * stride_; }
+  uint8_t* Slot(int slot) const { return static_cast<uint8_t*>(base_) + slot * stride_; }
   int slots() const { return slots_; }
 
  private:
-  android::sp<android::MemoryHeapBase> heap_;
+  void Release();
+
+  int fd_ = -1;
+  void* base_ = nullptr;
+  size_t bytes_ = 0;
   size_t stride_ = 0;
   int slots_ = 0;
 };

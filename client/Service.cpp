@@ -1,6 +1,7 @@
 #include "Service.h"
 
 #include <posteffect/IPostEffect.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #include <utils/String8.h>
 
@@ -9,17 +10,49 @@
 
 namespace pe::cli {
 
+SharedHeap::~SharedHeap() { Release(); }
+
+SharedHeap& SharedHeap::operator=(SharedHeap&& other) noexcept {
+  if (this != &other) {
+    Release();
+    std::swap(fd_, other.fd_);
+    std::swap(base_, other.base_);
+    std::swap(bytes_, other.bytes_);
+    std::swap(stride_, other.stride_);
+    std::swap(slots_, other.slots_);
+  }
+  return *this;
+}
+
+void SharedHeap::Release() {
+  if (base_ != nullptr) munmap(base_, bytes_);
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+  base_ = nullptr;
+  bytes_ = stride_ = 0;
+  slots_ = 0;
+}
+
 bool SharedHeap::Create(size_t slotBytes, int slots, std::string* error) {
+  Release();
   const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  stride_ = (slotBytes + page - 1) / page * page;
-  slots_ = slots;
-  heap_ = new android::MemoryHeapBase(stride_ * static_cast<size_t>(slots), 0, "posteffect-frames");
-  if (heap_->getHeapID() < 0) {
-    // The heap keeps the negated errno of its failed step as its id.
-    *error =
-        std::string("cannot allocate shared frame memory: ") + std::strerror(-heap_->getHeapID());
+  const size_t stride = (slotBytes + page - 1) / page * page;
+  const size_t bytes = stride * static_cast<size_t>(slots);
+  // Named shared memory, as a camera service hands the library its frames.
+  const int fd = memfd_create("posteffect-frames", MFD_CLOEXEC);
+  void* base = MAP_FAILED;
+  if (fd >= 0 && ftruncate(fd, static_cast<off_t>(bytes)) == 0)
+    base = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  if (base == MAP_FAILED) {
+    *error = std::string("cannot allocate shared frame memory: ") + std::strerror(errno);
+    if (fd >= 0) close(fd);
     return false;
   }
+  fd_ = fd;
+  base_ = base;
+  bytes_ = bytes;
+  stride_ = stride;
+  slots_ = slots;
   return true;
 }
 

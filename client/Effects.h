@@ -35,6 +35,10 @@ const EffectInfo* ParseEffect(const std::string& text);
 // else 1920x1080, as the library reads it.
 void DisplaySize(int* width, int* height);
 
+// The bound on effect numbers the library accepts: POSTEFFECT_EFFECT_COUNT
+// (1..99), else 17, as the library reads it.
+unsigned EffectBound();
+
 // Quadruple 1 when the user gives none: the display centre and an edge point.
 Quad DefaultParam1(const EffectInfo& effect, int displayWidth, int displayHeight);
 
