@@ -7,6 +7,10 @@ frames, so start-up (GL context, shader compilation) drops out. Each figure
 is the median of --reps runs; the source-only pipeline is subtracted before
 the ratios.
 
+FFmpeg's CPU filters run in the same run on the same NV21 frames (the
+source's frames written to a file once), single-threaded, NV21 in and out,
+net of FFmpeg reading the frames alone.
+
 usage: bench/gst/bench_gst.py BUILD_DIR [--reps 3] [--short 5] [--long 25]
 """
 import argparse
@@ -14,6 +18,7 @@ import os
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 SIZES = [(1280, 720), (1920, 1080)]
@@ -48,6 +53,52 @@ def marginal_ms(stage, w, h, args, env):
     return statistics.median(samples)
 
 
+# FFmpeg's nearest looks, each beside ours.
+FFMPEG = [("vignette", "vignette"), ("curves=preset=vintage", "vintage")]
+
+
+def write_frames(path, w, h, frames, env):
+    caps = f"video/x-raw,format=NV21,width={w},height={h},framerate=30/1"
+    cmd = (["gst-launch-1.0", "-q", "videotestsrc", f"num-buffers={frames}", "pattern=smpte", "!",
+            caps, "!", "filesink", f"location={path}"])
+    subprocess.run(cmd, env=env, check=True, stdout=subprocess.DEVNULL)
+
+
+def run_ffmpeg(vf, path, w, h):
+    cmd = ["ffmpeg", "-nostdin", "-v", "error", "-threads", "1", "-filter_threads", "1",
+           "-f", "rawvideo", "-pix_fmt", "nv21", "-s", f"{w}x{h}", "-framerate", "30", "-i", path,
+           "-vf", f"{vf},format=nv21" if vf else "format=nv21", "-f", "null", "-"]
+    t0 = time.monotonic()
+    subprocess.run(cmd, check=True, stdout=subprocess.DEVNULL)
+    return time.monotonic() - t0
+
+
+def ffmpeg_marginal_ms(vf, w, h, args, files):
+    samples = []
+    for _ in range(args.reps):
+        long_s = run_ffmpeg(vf, files[args.long], w, h)
+        short_s = run_ffmpeg(vf, files[args.short], w, h)
+        samples.append((long_s - short_s) * 1000.0 / (args.long - args.short))
+    return statistics.median(samples)
+
+
+def ffmpeg_rows(w, h, args, env, ours):
+    with tempfile.TemporaryDirectory() as tmp:
+        files = {}
+        for n in (args.short, args.long):
+            files[n] = os.path.join(tmp, f"{n}.nv21")
+            write_frames(files[n], w, h, n, env)
+        base = ffmpeg_marginal_ms(None, w, h, args, files)
+        print(f"{'ffmpeg (1 thread)':<28}{'net ms':>8}{'posteffect ms':>16}{'ffmpeg/ours':>12}")
+        for vf, effect in FFMPEG:
+            net = ffmpeg_marginal_ms(vf, w, h, args, files) - base
+            mine = ours.get(effect)
+            if mine is None:
+                mine = ours[effect] = args.measure(effect)
+            print(f"{vf:<28}{net:8.2f}{mine:16.2f}{net / max(mine, 1e-3):11.2f}x")
+            sys.stdout.flush()
+
+
 def main():
     p = argparse.ArgumentParser()
     p.add_argument("build")
@@ -55,6 +106,7 @@ def main():
     p.add_argument("--short", type=int, default=5)
     p.add_argument("--long", type=int, default=25)
     p.add_argument("--effects", default=",".join(SINGLE_PASS + BLURS))
+    p.add_argument("--no-ffmpeg", action="store_true", help="skip FFmpeg's rows")
     args = p.parse_args()
     env = dict(os.environ)
     env["GST_PLUGIN_PATH_1_0"] = os.path.join(os.path.abspath(args.build), "gst")
@@ -75,13 +127,17 @@ def main():
         print(f"{'pipeline':<28}{'net ms':>8}{'vs gl identity':>16}{'vs gl blur':>12}")
         print(f"{'gleffects identity':<28}{ident:8.2f}{1.0:15.2f}x{'':>12}")
         print(f"{'gleffects blur':<28}{blur:8.2f}{ident / blur:15.2f}x{1.0:11.2f}x")
+        ours = {}
         for effect in effects:
-            net = marginal_ms(f"posteffect effect={effect}", w, h, args, env) - base
+            net = ours[effect] = marginal_ms(f"posteffect effect={effect}", w, h, args, env) - base
             kind = "blur" if effect in BLURS else "single"
             safe = max(net, 1e-3)
             vs_blur = f"{blur / safe:11.2f}x" if kind == "blur" else f"{'-':>12}"
             print(f"{'posteffect ' + effect:<28}{net:8.2f}{ident / safe:15.2f}x{vs_blur}")
             sys.stdout.flush()
+        if not args.no_ffmpeg:
+            args.measure = lambda e: marginal_ms(f"posteffect effect={e}", w, h, args, env) - base
+            ffmpeg_rows(w, h, args, env, ours)
 
 
 if __name__ == "__main__":
