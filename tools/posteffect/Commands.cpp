@@ -386,8 +386,8 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
     }
     if (ec) progress.Note("cannot list '" + in + "': " + ec.message());
     if (skipped)
-      progress.Note("note: leaving out " + std::to_string(skipped) + " entries of '" + in +
-                    "' that are not JPEG or PNG files");
+      progress.Note("note: '" + in + "': left out " + std::to_string(skipped) +
+                    (skipped == 1 ? " entry" : " entries") + " that are not JPEG or PNG files");
     std::sort(found.begin(), found.end());
     inputs.insert(inputs.end(), found.begin(), found.end());
   }

@@ -149,7 +149,7 @@ bool EmbedMetadata(const Metadata& meta, FileKind kind, int width, int height,
     image->setIptcData(b.iptc);
     if (!b.icc.empty()) {
       Exiv2::DataBuf icc(b.icc.data(), static_cast<long>(b.icc.size()));
-      image->setIccProfile(icc);
+      image->setIccProfile(icc, false);  // as the file had it
     }
     // A PNG's comment is one of its text chunks, carried over with them.
     if (kind == FileKind::kJpeg && !b.comment.empty()) image->setComment(b.comment);
