@@ -294,18 +294,23 @@ class PictureRunner {
 // work starts, whether for one picture or many.
 int ApplyPicture(const ApplyOptions& o, const std::string& input, const std::string& output,
                  PictureRunner& runner, Progress& progress, const Context& ctx) {
+  // Among many pictures, every message names the one it is about.
+  const auto say = [&](const std::string& text) {
+    const std::string name = "'" + input + "'";
+    progress.Note(o.many && text.find(name) == std::string::npos ? name + ": " + text : text);
+  };
   Input in;
   std::string error, note;
   if (!LoadInput(input, o.hasSize, o.size, &in, &error, &note)) {
-    progress.Note(error);
+    say(error);
     return kExitFailure;
   }
-  if (!note.empty()) progress.Note("note: " + note);
+  if (!note.empty()) say("note: " + note);
   PaddedFrame& picture = in.picture;
   Nv21Frame& frame = picture.frame;
   Crop crop;
   if (!ResolveCrop(o.fx, picture.width, picture.height, &crop, &error)) {
-    progress.Note("apply: " + error);
+    say("apply: " + error);
     return kExitUsage;
   }
   Mode mode = Mode::kPreview;
@@ -315,14 +320,14 @@ int ApplyPicture(const ApplyOptions& o, const std::string& input, const std::str
     mode = Mode::kCapture;
     preview = o.hasPreviewSize ? o.previewSize : LargestPreviewWithin(frame.width, frame.height);
     if (preview.width > frame.width || preview.height > frame.height) {
-      progress.Note("apply: --preview-size " + SizeText(preview.width, preview.height) +
-                    " does not fit in the " + SizeText(frame.width, frame.height) + " picture");
+      say("apply: --preview-size " + SizeText(preview.width, preview.height) +
+          " does not fit in the " + SizeText(frame.width, frame.height) + " picture");
       return kExitUsage;
     }
   } else if (!FitsPreview(frame.width, frame.height, kMaxPreviewSide, kMaxPreviewSide)) {
-    progress.Note("apply: a " + SizeText(frame.width, frame.height) +
-                  " picture is larger than a preview can be (" +
-                  SizeText(kMaxPreviewSide, kMaxPreviewSide) + "); use --mode capture");
+    say("apply: a " + SizeText(frame.width, frame.height) +
+        " picture is larger than a preview can be (" + SizeText(kMaxPreviewSide, kMaxPreviewSide) +
+        "); use --mode capture");
     return kExitUsage;
   }
 
@@ -336,7 +341,7 @@ int ApplyPicture(const ApplyOptions& o, const std::string& input, const std::str
                                            SizeText(preview.width, preview.height) + " preview"));
   }
   if (!runner.Run(MakeRequest(o.fx), crop, mode, preview, &frame, &error)) {
-    progress.Note(error);
+    say(error);
     return kExitFailure;
   }
   // A raw frame goes out as the library left it; anything else as the picture shown.
@@ -345,10 +350,10 @@ int ApplyPicture(const ApplyOptions& o, const std::string& input, const std::str
                            ? WriteImageFile(output, frame, &error)
                            : WriteImageFile(output, Unpad(picture), &error, &in.meta, &note);
   if (!written) {
-    progress.Note(error);
+    say(error);
     return kExitFailure;
   }
-  if (!note.empty()) progress.Note("note: " + note);
+  if (!note.empty()) say("note: " + note);
   if (ctx.progress && !o.many) {
     char done[96];
     std::snprintf(done, sizeof done, "wrote '%s' in %.2f s", output.c_str(), SecondsSince(t0));
@@ -366,6 +371,7 @@ std::string BaseName(const std::string& path) {
 int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) {
   namespace fs = std::filesystem;
   std::vector<std::string> inputs;
+  int failed = 0;
   Progress progress(ctx, 0);
   for (const std::string& in : o.inputs) {
     std::error_code ec;
@@ -384,7 +390,10 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
       else
         ++skipped;
     }
-    if (ec) progress.Note("cannot list '" + in + "': " + ec.message());
+    if (ec) {
+      progress.Note("cannot list '" + in + "': " + ec.message());
+      ++failed;
+    }
     if (skipped)
       progress.Note("note: '" + in + "': left out " + std::to_string(skipped) +
                     (skipped == 1 ? " entry" : " entries") + " that are not JPEG or PNG files");
@@ -392,9 +401,9 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
     inputs.insert(inputs.end(), found.begin(), found.end());
   }
 
+  const int listFailures = failed;
   Progress steps(ctx, static_cast<int>(inputs.size()));
   std::set<std::string> outputs;
-  int failed = 0;
   for (size_t i = 0; i < inputs.size(); ++i) {
     const std::string& in = inputs[i];
     steps.Step(static_cast<int>(i), BaseName(in));
@@ -414,8 +423,8 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
     failed += ApplyPicture(o, in, out.string(), runner, steps, ctx) != kExitOk;
   }
   steps.Finish();
-  Line(ctx.err,
-       std::to_string(inputs.size() - failed) + " done, " + std::to_string(failed) + " failed");
+  Line(ctx.err, std::to_string(inputs.size() + listFailures - failed) + " done, " +
+                    std::to_string(failed) + " failed");
   return failed ? kExitFailure : kExitOk;
 }
 
