@@ -385,7 +385,8 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
     for (const auto& entry : fs::directory_iterator(in, ec)) {
       const std::string path = entry.path().string();
       const FileKind kind = KindOfPath(path);
-      if (entry.is_regular_file(ec) && (kind == FileKind::kJpeg || kind == FileKind::kPng))
+      std::error_code broken;  // a dangling link, say: left out like any other non-picture
+      if (entry.is_regular_file(broken) && (kind == FileKind::kJpeg || kind == FileKind::kPng))
         found.push_back(path);
       else
         ++skipped;
