@@ -1,6 +1,7 @@
 #include "CommandSupport.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "ColorConvert.h"
 #include "Drawing.h"
@@ -66,6 +67,28 @@ PaddedFrame ShrinkToFit(const PaddedFrame& picture, Size box) {
   const int factor = ShrinkFactor(picture.width, picture.height, box);
   if (factor == 1) return picture;
   return PadToFrame(BoxDownscale(Unpad(picture), factor));
+}
+
+bool PictureRunner::Run(const EffectRequest& request, const Crop& crop, Mode mode, Size preview,
+                        Nv21Frame* frame, std::string* error) {
+  if (!service_) {
+    service_ = std::make_unique<Service>(backend_);
+    if (!service_->Start(error)) {
+      service_.reset();
+      return false;
+    }
+  }
+  if (frame->data.size() > heapBytes_) {
+    heapBytes_ = 0;
+    if (!heap_.Create(frame->data.size(), 1, error)) return false;
+    heapBytes_ = frame->data.size();
+  }
+  std::memcpy(heap_.Slot(0), frame->data.data(), frame->data.size());
+  if (!ProcessInService(*service_, heap_, 0, frame->width, frame->height, request, crop, mode,
+                        preview, error))
+    return false;
+  std::memcpy(frame->data.data(), heap_.Slot(0), frame->data.size());
+  return true;
 }
 
 Progress::Progress(const Context& ctx, int total) : ctx_(ctx), total_(total) {}

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,23 @@ bool DecodePicture(const std::vector<uint8_t>& bytes, FileKind kind, const std::
 // The picture shrunk by the smallest whole factor that fits it within box.
 PaddedFrame ShrinkToFit(const PaddedFrame& picture, Size box);
 int ShrinkFactor(int width, int height, Size box);
+
+// Pictures one after another through one service object, started for the
+// first. The shared heap grows to the largest picture and is then kept: the
+// service object maps each heap it is handed once.
+class PictureRunner {
+ public:
+  explicit PictureRunner(const Backend& backend) : backend_(backend) {}
+  // The frame is replaced by the result.
+  bool Run(const EffectRequest& request, const Crop& crop, Mode mode, Size preview,
+           Nv21Frame* frame, std::string* error);
+
+ private:
+  Backend backend_;
+  std::unique_ptr<Service> service_;
+  SharedHeap heap_;
+  size_t heapBytes_ = 0;
+};
 
 // A progress line on a terminal, "3 of 20: name, about 12 s left", rewritten
 // in place; nothing where ctx.progress is off. Messages printed through it

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <set>
 
 #include "ColorConvert.h"
@@ -252,42 +251,6 @@ int List(const std::vector<std::string>& args, const Context& ctx) {
                dw, dh);
   return kExitOk;
 }
-
-// Pictures one after another through one service object, started for the
-// first. The shared heap grows to the largest picture and is then kept: the
-// service object maps each heap it is handed once.
-class PictureRunner {
- public:
-  explicit PictureRunner(const Backend& backend) : backend_(backend) {}
-
-  bool Run(const EffectRequest& request, const Crop& crop, Mode mode, Size preview,
-           Nv21Frame* frame, std::string* error) {
-    if (!service_) {
-      service_ = std::make_unique<Service>(backend_);
-      if (!service_->Start(error)) {
-        service_.reset();
-        return false;
-      }
-    }
-    if (frame->data.size() > heapBytes_) {
-      heapBytes_ = 0;
-      if (!heap_.Create(frame->data.size(), 1, error)) return false;
-      heapBytes_ = frame->data.size();
-    }
-    std::memcpy(heap_.Slot(0), frame->data.data(), frame->data.size());
-    if (!ProcessInService(*service_, heap_, 0, frame->width, frame->height, request, crop, mode,
-                          preview, error))
-      return false;
-    std::memcpy(frame->data.data(), heap_.Slot(0), frame->data.size());
-    return true;
-  }
-
- private:
-  Backend backend_;
-  std::unique_ptr<Service> service_;
-  SharedHeap heap_;
-  size_t heapBytes_ = 0;
-};
 
 // One picture from input (empty: the test chart) through the effect into
 // output: the exit code, messages through progress. Where the per-picture
