@@ -360,8 +360,8 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
     }
     if (skipped)
       progress.Note("note: '" + in + "': left out " + std::to_string(skipped) +
-                    (skipped == 1 ? " entry that is not a" : " entries that are not") +
-                    " JPEG or PNG file");
+                    (skipped == 1 ? " entry that is not a JPEG or PNG file"
+                                  : " entries that are not JPEG or PNG files"));
     std::sort(found.begin(), found.end());
     inputs.insert(inputs.end(), found.begin(), found.end());
   }
