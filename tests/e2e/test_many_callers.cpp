@@ -1,7 +1,10 @@
 // Eight callers share one service and issue every call, stop and start
 // included, while frames are in flight. Each result must be one the call can
 // give, and each frame ends either as it was handed over or whole as a single
-// caller gets it from one of the two looks in play.
+// caller gets it from one of the two looks in play. Two services in one
+// process, as two cameras would use them, each give a lone service's frames
+// while the other stops and starts, and neither complains in the log.
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -99,5 +102,56 @@ TEST_F(ManyCallers, EveryCallFromEightThreadsGivesADocumentedResultAndWholeFrame
   SharedNv21 shm(kW, kH);
   EXPECT_EQ(Preview(shm, m_frame).data, m_preview[0]);
 }
+
+// Service i shows look i on its own thread; the other stops under it and
+// comes back.
+class TwoServices : public ManyCallers, public ::testing::WithParamInterface<int> {
+ protected:
+  void TearDown() override {
+    m_other->stop();
+    destroyPostEffect(m_other);
+    ManyCallers::TearDown();
+  }
+  IPostEffect* Fx(int i) { return i == 0 ? m_fx : m_other; }
+  void Session(int i, int look) {
+    ASSERT_EQ(Fx(i)->start(), 0);
+    ASSERT_EQ(Fx(i)->setParameters(android::String8(kLooks[look])), 0);
+    ASSERT_EQ(Fx(i)->setCrop(0, 0, kW, kH), 0);
+    ASSERT_EQ(Fx(i)->startPreview(kW, kH), 0);
+  }
+  void Frames(int i, int look) {
+    SharedNv21 shm(kW, kH);
+    for (int n = 0; n < 3; ++n) {
+      shm.Put(m_frame);
+      ASSERT_EQ(Fx(i)->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
+      ASSERT_EQ(shm.Get().data, m_preview[look]) << "service " << i << " look " << look;
+    }
+  }
+  // a on a thread of its own while b runs on this one.
+  static void Together(const std::function<void()>& a, const std::function<void()>& b) {
+    std::thread t(a);
+    b();
+    t.join();
+  }
+
+  IPostEffect* m_other = createPostEffect();
+};
+
+TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
+  const int stopper = GetParam(), runner = 1 - stopper;
+  Together([&] { Session(0, 0), Frames(0, 0); }, [&] { Session(1, 1), Frames(1, 1); });
+  Together([&] { Fx(stopper)->stop(); }, [&] { Frames(runner, runner); });
+  // Alone now: a new look makes new GL objects, the old ones are deleted.
+  Session(runner, stopper);
+  Frames(runner, stopper);
+  Together([&] { Session(stopper, runner), Frames(stopper, runner); },
+           [&] { Session(runner, runner), Frames(runner, runner); });
+  Together([&] { m_other->stop(); }, [&] { m_fx->stop(); });
+  for (const pe::test::LogLine& l : m_log.Lines())
+    EXPECT_LT(l.priority, ANDROID_LOG_ERROR) << l.tag << ": " << l.text;
+}
+
+// The first service started, then the second, stops first.
+INSTANTIATE_TEST_SUITE_P(Stopper, TwoServices, ::testing::Values(0, 1));
 
 }  // namespace
