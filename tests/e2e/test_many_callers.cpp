@@ -38,13 +38,28 @@ class ManyCallers : public pe::test::PublicService {
     SharedNv21 shm(kW, kH), still(2 * kW, 2 * kH);
     // The vignette last: a frame after its still shows whether the look survives.
     for (int i = 1; i >= 0; --i) {
-      ASSERT_EQ(Params(kLooks[i]), 0);
-      ASSERT_EQ(m_fx->setCrop(0, 0, kW, kH), 0);
-      ASSERT_EQ(m_fx->startPreview(kW, kH), 0);
+      Session(m_fx, i);
       m_preview[i] = Preview(shm, m_frame).data;
       ASSERT_EQ(Capture(still, m_still), 0);
       m_captured[i] = still.Get().data;
       ASSERT_TRUE(m_preview[i] != m_frame.data && m_captured[i] != m_still.data);
+    }
+  }
+
+  // A camera session on fx showing look, and its frames, which must be what
+  // this service gave alone.
+  void Session(IPostEffect* fx, int look) {
+    ASSERT_EQ(fx->start(), 0);
+    ASSERT_EQ(fx->setParameters(android::String8(kLooks[look])), 0);
+    ASSERT_EQ(fx->setCrop(0, 0, kW, kH), 0);
+    ASSERT_EQ(fx->startPreview(kW, kH), 0);
+  }
+  void Frames(IPostEffect* fx, int look) {
+    SharedNv21 shm(kW, kH);
+    for (int n = 0; n < 3; ++n) {
+      shm.Put(m_frame);
+      ASSERT_EQ(fx->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
+      ASSERT_EQ(shm.Get().data, m_preview[look]) << "look " << look;
     }
   }
 
@@ -85,73 +100,48 @@ class ManyCallers : public pe::test::PublicService {
   Bytes m_preview[2], m_captured[2];
 };
 
-TEST_F(ManyCallers, APreviewFrameAfterAStillKeepsTheLookAndCrop) {
-  SharedNv21 shm(kW, kH);
-  EXPECT_EQ(Preview(shm, m_frame).data, m_preview[0]);
-}
-
 TEST_F(ManyCallers, EveryCallFromEightThreadsGivesADocumentedResultAndWholeFrames) {
   std::vector<std::thread> callers;
   for (int t = 0; t < kCallers; ++t) callers.emplace_back([this, t] { Caller(t + 1); });
   for (std::thread& t : callers) t.join();
 
   // And the service works again for one caller.
-  ASSERT_EQ(m_fx->start(), 0);
-  ASSERT_EQ(Params(kLooks[0]), 0);
-  ASSERT_EQ(m_fx->startPreview(kW, kH), 0);
-  SharedNv21 shm(kW, kH);
-  EXPECT_EQ(Preview(shm, m_frame).data, m_preview[0]);
+  Session(m_fx, 0);
+  Frames(m_fx, 0);
 }
 
-// Service i shows look i on its own thread; the other stops under it and
-// comes back.
 class TwoServices : public ManyCallers, public ::testing::WithParamInterface<int> {
  protected:
   void TearDown() override {
-    m_other->stop();
-    destroyPostEffect(m_other);
+    m_fx2->stop();
+    destroyPostEffect(m_fx2);
     ManyCallers::TearDown();
   }
-  IPostEffect* Fx(int i) { return i == 0 ? m_fx : m_other; }
-  void Session(int i, int look) {
-    ASSERT_EQ(Fx(i)->start(), 0);
-    ASSERT_EQ(Fx(i)->setParameters(android::String8(kLooks[look])), 0);
-    ASSERT_EQ(Fx(i)->setCrop(0, 0, kW, kH), 0);
-    ASSERT_EQ(Fx(i)->startPreview(kW, kH), 0);
-  }
-  void Frames(int i, int look) {
-    SharedNv21 shm(kW, kH);
-    for (int n = 0; n < 3; ++n) {
-      shm.Put(m_frame);
-      ASSERT_EQ(Fx(i)->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
-      ASSERT_EQ(shm.Get().data, m_preview[look]) << "service " << i << " look " << look;
-    }
-  }
-  // a on a thread of its own while b runs on this one.
-  static void Together(const std::function<void()>& a, const std::function<void()>& b) {
+  IPostEffect* m_fx2 = createPostEffect();
+};
+
+// Service i shows look i, each on a thread of its own; one stops under the
+// other, which then shows the look the stopped one had, and comes back.
+TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
+  IPostEffect* const fx[] = {m_fx, m_fx2};
+  const int stopper = GetParam(), runner = 1 - stopper;
+  auto together = [](const std::function<void()>& a, const std::function<void()>& b) {
     std::thread t(a);
     b();
     t.join();
-  }
-
-  IPostEffect* m_other = createPostEffect();
-};
-
-TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
-  const int stopper = GetParam(), runner = 1 - stopper;
-  Together([&] { Session(0, 0), Frames(0, 0); }, [&] { Session(1, 1), Frames(1, 1); });
-  Together([&] { Fx(stopper)->stop(); }, [&] { Frames(runner, runner); });
-  // Alone now: a new look makes new GL objects, the old ones are deleted.
-  Session(runner, stopper);
-  Frames(runner, stopper);
-  Together([&] { Session(stopper, runner), Frames(stopper, runner); },
-           [&] { Session(runner, runner), Frames(runner, runner); });
-  Together([&] { m_other->stop(); }, [&] { m_fx->stop(); });
+  };
+  // The first service's first frame follows the fixture's still.
+  together([&] { Frames(fx[0], 0); }, [&] { Session(fx[1], 1), Frames(fx[1], 1); });
+  together([&] { fx[stopper]->stop(); }, [&] { Frames(fx[runner], runner); });
+  Session(fx[runner], stopper);  // new GL objects made, old ones deleted, alone
+  Frames(fx[runner], stopper);
+  together([&] { Session(fx[stopper], runner), Frames(fx[stopper], runner); },
+           [&] { Session(fx[runner], runner), Frames(fx[runner], runner); });
+  together([&] { m_fx2->stop(); }, [&] { m_fx->stop(); });
   for (const pe::test::LogLine& l : m_log.Lines())
     EXPECT_LT(l.priority, ANDROID_LOG_ERROR) << l.tag << ": " << l.text;
 }
 
-// The first service started, then the second, stops first.
 INSTANTIATE_TEST_SUITE_P(Stopper, TwoServices, ::testing::Values(0, 1));
 
 }  // namespace
