@@ -110,20 +110,12 @@ TEST_F(ManyCallers, EveryCallFromEightThreadsGivesADocumentedResultAndWholeFrame
   Frames(m_fx, 0);
 }
 
-class TwoServices : public ManyCallers, public ::testing::WithParamInterface<int> {
- protected:
-  void TearDown() override {
-    m_fx2->stop();
-    destroyPostEffect(m_fx2);
-    ManyCallers::TearDown();
-  }
-  IPostEffect* m_fx2 = createPostEffect();
-};
+class TwoServices : public ManyCallers, public ::testing::WithParamInterface<int> {};
 
 // Service i shows look i, each on a thread of its own; one stops under the
 // other, which then shows the look the stopped one had, and comes back.
 TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
-  IPostEffect* const fx[] = {m_fx, m_fx2};
+  IPostEffect* const fx[] = {m_fx, createPostEffect()};
   const int stopper = GetParam(), runner = 1 - stopper;
   auto together = [](const std::function<void()>& a, const std::function<void()>& b) {
     std::thread t(a);
@@ -137,7 +129,8 @@ TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
   Frames(fx[runner], stopper);
   together([&] { Session(fx[stopper], runner), Frames(fx[stopper], runner); },
            [&] { Session(fx[runner], runner), Frames(fx[runner], runner); });
-  together([&] { m_fx2->stop(); }, [&] { m_fx->stop(); });
+  together([&] { fx[1]->stop(); }, [&] { fx[0]->stop(); });
+  destroyPostEffect(fx[1]);
   for (const pe::test::LogLine& l : m_log.Lines())
     EXPECT_LT(l.priority, ANDROID_LOG_ERROR) << l.tag << ": " << l.text;
 }
