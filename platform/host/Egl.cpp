@@ -80,11 +80,11 @@ std::vector<std::string> LoadedModules() {
 
 // Mesa unloads its driver at every eglTerminate and loads it anew at the next
 // eglInitialize, and each load keeps some memory for good: a camera server
-// that starts a session per camera would grow without end. What appeared
-// while the display initialised is that driver and what it needs, whatever
-// its name on this machine; marked never to unload. Holding the display
-// initialised instead would also keep the driver's per-display state (the
-// rasteriser's threads, its caches) while no camera runs.
+// that starts a session per camera would grow without end, and pay for the
+// load at every start. What appeared while the display initialised is that
+// driver and what it needs, whatever its name on this machine; marked never
+// to unload. Holding the display initialised instead would also keep the
+// driver's per-display state while no camera runs.
 void KeepModulesLoadedSince(const std::vector<std::string>& before) {
   for (const std::string& name : LoadedModules()) {
     if (std::binary_search(before.begin(), before.end(), name)) continue;
