@@ -206,6 +206,8 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
 }
 
 void GEBlurShader::RunBlurPasses() {
+  // At no strength the mix takes none of the blur.
+  if (m_fMixWeight == 0.f) return;
   const float* across = m_fPixelShift;
   const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
   GLProgBlurPass* prog = m_pBlurProg.get();
