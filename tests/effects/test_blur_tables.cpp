@@ -38,4 +38,16 @@ TEST(BlurTables, GaussianRowsAndStrengthMapping) {
   EXPECT_FLOAT_EQ(StrengthMix(75), 1.f);
 }
 
+// The mix reads the sharp picture unfiltered only where each pixel meets one
+// texel at its centre: the valid columns of a padded row, t flipped; not one
+// pixel short, half a texel off, or zoomed.
+TEST(BlurTables, TexelAlignedOnlyOneToOne) {
+  const float kW = 720.f / 736;
+  EXPECT_TRUE(TexelAligned(0, 0, kW, 1, 736, 480, 720, 480));
+  EXPECT_TRUE(TexelAligned(0, 1, 1, 0, 736, 480, 736, 480));
+  EXPECT_FALSE(TexelAligned(0, 0, kW, 1, 736, 480, 719, 480));
+  EXPECT_FALSE(TexelAligned(0.5f / 736, 0, kW + 0.5f / 736, 1, 736, 480, 720, 480));
+  EXPECT_FALSE(TexelAligned(0.25f, 0.25f, 0.75f, 0.75f, 736, 480, 736, 480));
+}
+
 }  // namespace
