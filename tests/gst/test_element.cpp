@@ -1,9 +1,11 @@
 // The element in the check harness, every byte compared with the library run directly.
+#include <android/log.h>
 #include <gst/check/gstharness.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
 #include <posteffect/IPostEffect.h>
 
+#include <mutex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -76,13 +78,25 @@ struct Harness {
     return result;
   }
 
+  static uint8_t* At(GstVideoFrame* v, int plane, int y, int x) {
+    return static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(v, plane)) +
+           y * GST_VIDEO_FRAME_PLANE_STRIDE(v, plane) + x;
+  }
+  // Between a tight NV21 frame and the buffer's format, byte by byte.
   static void Copy(const Nv21Frame& f, GstVideoFrame* v, bool toBuffer) {
-    for (int plane : {0, 1})
-      for (int y = 0; y < (plane ? f.height / 2 : f.height); ++y) {
-        auto* row = static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(v, plane)) +
-                    y * GST_VIDEO_FRAME_PLANE_STRIDE(v, plane);
-        auto* tight = const_cast<uint8_t*>(plane ? f.VU() : f.Y()) + y * f.width;
-        toBuffer ? memcpy(row, tight, f.width) : memcpy(tight, row, f.width);
+    const GstVideoFormat format = GST_VIDEO_FRAME_FORMAT(v);
+    auto move = [toBuffer](uint8_t* buffer, const uint8_t* tight) {
+      toBuffer ? (*buffer = *tight) : (*const_cast<uint8_t*>(tight) = *buffer);
+    };
+    for (int y = 0; y < f.height; ++y)
+      for (int x = 0; x < f.width; ++x) move(At(v, 0, y, x), f.Y() + y * f.width + x);
+    for (int y = 0; y < f.height / 2; ++y)
+      for (int x = 0; x < f.width / 2; ++x) {
+        const uint8_t* vu = f.VU() + y * f.width + 2 * x;
+        const bool planar = format == GST_VIDEO_FORMAT_I420;
+        move(planar ? At(v, 2, y, x) : At(v, 1, y, 2 * x + (format == GST_VIDEO_FORMAT_NV12)), vu);
+        move(planar ? At(v, 1, y, x) : At(v, 1, y, 2 * x + (format == GST_VIDEO_FORMAT_NV21)),
+             vu + 1);
       }
   }
 };
@@ -102,7 +116,9 @@ struct Case {
   bool capture;
 };
 
-class ElementMatchesLibrary : public testing::TestWithParam<std::tuple<Case, int>> {};
+// Every format gives the library the same NV21 frame and back the same
+// bytes, its planes reordered.
+class ElementMatchesLibrary : public testing::TestWithParam<std::tuple<Case, int, const char*>> {};
 
 TEST_P(ElementMatchesLibrary, EveryByte) {
   const Case& c = std::get<0>(GetParam());
@@ -113,7 +129,8 @@ TEST_P(ElementMatchesLibrary, EveryByte) {
   // and context in process globals.
   const Nv21Frame expected =
       Reference(frame, c.effect, c.param0, c.param1Display, c.capture, {640, 360});
-  Harness harness(("posteffect " + std::string(c.props)).c_str(), Caps(width, height).c_str());
+  Harness harness(("posteffect " + std::string(c.props)).c_str(),
+                  Caps(width, height, std::get<2>(GetParam())).c_str());
   const Nv21Frame got = harness.Push(frame);
   EXPECT_TRUE(got.data == expected.data);
   EXPECT_FALSE(got.data == frame.data) << "the effect changed nothing";
@@ -133,9 +150,15 @@ const Case kCapture[] = {
      true},
 };
 INSTANTIATE_TEST_SUITE_P(Previews, ElementMatchesLibrary,
-                         testing::Combine(testing::ValuesIn(kPreviews), testing::Values(640, 630)));
+                         testing::Combine(testing::ValuesIn(kPreviews), testing::Values(640, 630),
+                                          testing::Values("NV21")));
+// Vintage moves both chroma planes; 630 pads to the library's grouping.
+INSTANTIATE_TEST_SUITE_P(Formats, ElementMatchesLibrary,
+                         testing::Combine(testing::Values(kPreviews[1]), testing::Values(630),
+                                          testing::Values("NV12", "I420")));
 INSTANTIATE_TEST_SUITE_P(Capture, ElementMatchesLibrary,
-                         testing::Combine(testing::ValuesIn(kCapture), testing::Values(0)));
+                         testing::Combine(testing::ValuesIn(kCapture), testing::Values(0),
+                                          testing::Values("I420")));
 
 void CaptureWarning(const gchar*, GLogLevelFlags, const gchar* message, gpointer out) {
   *static_cast<std::string*>(out) += message;
@@ -174,7 +197,101 @@ TEST(Element, PropertiesTakeEffectFromTheNextBuffer) {
   gst_object_unref(fx);
 }
 
-TEST(Element, RefusesCapsOtherThanNv21) {
+// The library's error lines and the pipeline's warnings and errors.
+std::mutex g_logMutex;
+std::string g_errors;
+
+void KeepErrors(const __android_logger_data* data, const char* message) {
+  if (data->priority < ANDROID_LOG_ERROR) return;
+  std::lock_guard<std::mutex> lock(g_logMutex);
+  g_errors += std::string(data->tag ? data->tag : "") + ": " + message + "\n";
+}
+
+GstBuffer* Buffer(const Nv21Frame& f, const GstVideoInfo& info) {
+  GstBuffer* b = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+  GstVideoFrame v;
+  gst_video_frame_map(&v, &info, b, GST_MAP_WRITE);
+  Harness::Copy(f, &v, true);
+  gst_video_frame_unmap(&v);
+  return b;
+}
+
+Nv21Frame Pull(GstElement* sink, const GstVideoInfo& info) {
+  GstSample* sample = nullptr;
+  g_signal_emit_by_name(sink, "pull-sample", &sample);
+  Nv21Frame f(GST_VIDEO_INFO_WIDTH(&info), GST_VIDEO_INFO_HEIGHT(&info));
+  if (!sample) return f;
+  GstVideoFrame v;
+  gst_video_frame_map(&v, &info, gst_sample_get_buffer(sample), GST_MAP_READ);
+  Harness::Copy(f, &v, false);
+  gst_video_frame_unmap(&v);
+  gst_sample_unref(sample);
+  return f;
+}
+
+// Two elements after a tee, one set to NULL and removed mid-stream: the
+// other goes on giving a lone element's frames, and nothing logs an error.
+TEST(Element, OneOfTwoAfterATeeStopsMidStream) {
+  const std::string caps = Caps(640, 360, "NV12");
+  const Nv21Frame frames[] = {Pattern(640, 360, 4), Pattern(640, 360, 5), Pattern(640, 360, 6)};
+  std::vector<Nv21Frame> expectA;
+  for (const Nv21Frame& f : frames)
+    expectA.push_back(Reference(f, 4, {50}, {600, 300, 900, 300}, false, {}));
+  const Nv21Frame expectB = Reference(frames[0], 1, {2}, kZero, false, {});
+  __android_log_set_logger(KeepErrors);
+
+  gst_init(nullptr, nullptr);
+  const std::string launch =
+      "appsrc name=src format=time caps=" + caps +
+      " ! tee name=t allow-not-linked=true"
+      " t. ! queue ! posteffect effect=vignette param1=200,100,300,100 ! appsink name=a sync=false"
+      " t. ! queue name=qb ! posteffect name=b effect=vintage param0=2,0,0,0"
+      " ! appsink name=sb sync=false";
+  GstElement* pipeline = gst_parse_launch(launch.c_str(), nullptr);
+  ASSERT_NE(pipeline, nullptr);
+  auto child = [pipeline](const char* name) {
+    GstElement* e = gst_bin_get_by_name(GST_BIN(pipeline), name);
+    gst_object_unref(e);  // the bin keeps it
+    return e;
+  };
+  GstVideoInfo info;
+  g_autoptr(GstCaps) parsed = gst_caps_from_string(caps.c_str());
+  gst_video_info_from_caps(&info, parsed);
+  ASSERT_NE(gst_element_set_state(pipeline, GST_STATE_PLAYING), GST_STATE_CHANGE_FAILURE);
+  GstFlowReturn flow;
+  for (size_t i = 0; i < std::size(frames); ++i) {
+    g_signal_emit_by_name(child("src"), "push-buffer", Buffer(frames[i], info), &flow);
+    EXPECT_EQ(flow, GST_FLOW_OK);
+    EXPECT_TRUE(Pull(child("a"), info).data == expectA[i].data) << "frame " << i;
+    if (i > 0) continue;
+    EXPECT_TRUE(Pull(child("sb"), info).data == expectB.data);
+    // Branch b leaves while a keeps playing.
+    GstPad* sinkPad = gst_element_get_static_pad(child("qb"), "sink");
+    GstPad* teePad = gst_pad_get_peer(sinkPad);
+    gst_pad_unlink(teePad, sinkPad);
+    gst_element_release_request_pad(child("t"), teePad);
+    gst_object_unref(teePad);
+    gst_object_unref(sinkPad);
+    for (const char* name : {"qb", "b", "sb"}) {
+      GstElement* e = child(name);
+      gst_element_set_state(e, GST_STATE_NULL);
+      gst_bin_remove(GST_BIN(pipeline), e);
+    }
+  }
+  g_signal_emit_by_name(child("src"), "end-of-stream", &flow);
+  g_autoptr(GstBus) bus = gst_element_get_bus(pipeline);
+  g_autoptr(GstMessage) end = gst_bus_timed_pop_filtered(
+      bus, 30 * GST_SECOND,
+      static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR | GST_MESSAGE_WARNING));
+  ASSERT_NE(end, nullptr);
+  EXPECT_EQ(GST_MESSAGE_TYPE(end), GST_MESSAGE_EOS);
+  gst_element_set_state(pipeline, GST_STATE_NULL);
+  gst_object_unref(pipeline);
+  __android_log_set_logger(__android_log_stderr_logger);
+  EXPECT_EQ(g_errors, "");
+}
+
+TEST(Element, RefusesOtherFormats) {
   Harness harness("posteffect effect=vignette", Caps(64, 64, "RGB").c_str());
   EXPECT_EQ(gst_harness_push(harness.h, gst_buffer_new_allocate(nullptr, 64 * 64 * 3, nullptr)),
             GST_FLOW_NOT_NEGOTIATED);
