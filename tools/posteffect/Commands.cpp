@@ -10,6 +10,7 @@
 #include "CommandSupport.h"
 #include "Drawing.h"
 #include "ImageIO.h"
+#include "VideoCommand.h"
 
 namespace pe::cli {
 
@@ -28,7 +29,7 @@ constexpr const char kUsage[] =
     "\n"
     "commands:\n"
     "  list      the effects, their GPU-effect characters and parameters\n"
-    "  apply     one picture (JPEG, PNG or raw NV21) through one effect\n"
+    "  apply     one picture (JPEG, PNG or raw NV21) or video file through one effect\n"
     "  stream    raw NV21 frames from stdin to stdout, for video pipelines\n"
     "  gallery   every effect on one picture, as a labelled grid\n"
     "  tune      a page in the browser to tune an effect and copy its parameters\n"
@@ -96,6 +97,8 @@ const std::vector<OptionDef> kEffectOptionDefs = {
 
 bool IsEven(Size s) { return s.width % 2 == 0 && s.height % 2 == 0; }
 
+}  // namespace
+
 bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string* error) {
   if (!parsed.Has("--effect")) {
     *error = "--effect is required (see 'posteffect list')";
@@ -133,6 +136,8 @@ bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string
   }
   return true;
 }
+
+namespace {
 
 bool ParseEvenSize(const ParsedArgs& parsed, const char* name, Size* size, std::string* error) {
   const std::string& text = parsed.values.at(name);
@@ -239,6 +244,7 @@ int List(const std::vector<std::string>& args, const Context& ctx) {
 }
 
 int Apply(const std::vector<std::string>& args, const Context& ctx) {
+  if (NamesVideoFile(args)) return ApplyVideo(args, ctx);
   ApplyOptions o;
   bool help = false;
   std::string error;
