@@ -5,7 +5,7 @@ pkgs=(build-essential cmake pkg-config clang libclang-rt-14-dev
       libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri
       android-libutils-dev android-liblog-dev
       libgtest-dev libgmock-dev googletest libbenchmark-dev glslang-tools
-      libturbojpeg0-dev libpng-dev ffmpeg libyuv-dev
+      libturbojpeg0-dev libpng-dev libexiv2-dev ffmpeg libyuv-dev
       g++-aarch64-linux-gnu qemu-user
       libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
       gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-gl

@@ -23,6 +23,10 @@
 #include "TestEnv.h"
 #include "TextureModel.h"
 
+// Exiv2 0.27's interface is built on std::auto_ptr.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <exiv2/exiv2.hpp>
+
 namespace pe::cli {
 namespace {
 
@@ -306,13 +310,140 @@ TEST_F(Commands, ApplyCapturesLargePicturesBehindAPreviewSizedService) {
   EXPECT_TRUE(ReadFile("s.nv21") == InvertLuma(in, 1600, 1200));
 }
 
-TEST_F(Commands, PicturesAreCroppedToWholeFramesWithANote) {
+// Any size comes out at its own size, as the same picture padded by hand
+// (last column and row repeated) and cropped back: the chroma of the blocks
+// at the edges shows what filled the padding.
+TEST_F(Commands, PicturesKeepTheirSizeThroughEdgePadding) {
+  for (const Size size : {Size{37, 23}, Size{40, 24}}) {
+    SCOPED_TRACE(SizeText(size.width, size.height));
+    const RgbImage chart = TestChart(size.width, size.height);
+    const int pw = (size.width + 15) / 16 * 16, ph = (size.height + 1) / 2 * 2;
+    RgbImage padded(pw, ph);
+    for (int y = 0; y < ph; ++y)
+      for (int x = 0; x < pw; ++x)
+        std::memcpy(padded.At(x, y),
+                    chart.At(std::min(x, size.width - 1), std::min(y, size.height - 1)), 3);
+    std::string error;
+    ASSERT_TRUE(WriteImageFile("in.png", chart, &error) &&
+                WriteImageFile("padded.png", padded, &error))
+        << error;
+    ASSERT_EQ(Cli("apply --effect 4 in.png out.png").rc, 0);
+    EXPECT_EQ(SizeText(fake.w, fake.h), SizeText(pw, ph));
+    ASSERT_EQ(Cli("apply --effect 4 padded.png padded-out.png").rc, 0);
+    RgbImage out, byHand;
+    ASSERT_TRUE(ReadPng("out.png", &out, &error) && ReadPng("padded-out.png", &byHand, &error));
+    ASSERT_EQ(SizeText(out.width, out.height), SizeText(size.width, size.height));
+    for (int y = 0; y < size.height; ++y)
+      ASSERT_EQ(0, std::memcmp(out.At(0, y), byHand.At(0, y), size.width * 3)) << "row " << y;
+  }
+}
+
+Exiv2::Image::AutoPtr OpenPicture(const std::string& path) {
+  Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(path);
+  image->readMetadata();
+  return image;
+}
+
+// A phone's picture stored turned (EXIF orientation 6) with camera, date,
+// GPS, a thumbnail and a colour profile, as JPEG and as PNG (with a text
+// chunk): the effect sees it upright, and the output is upright with all of
+// it but the stale thumbnail.
+TEST_F(Commands, TurnedPhotosComeOutUprightWithTheirMetadata) {
+  RgbImage stored(48, 32);  // grey, with a red top left quarter as stored
+  for (int y = 0; y < 32; ++y)
+    for (int x = 0; x < 48; ++x)
+      std::memcpy(stored.At(x, y), x < 24 && y < 16 ? "\xff\0\0" : "\x80\x80\x80", 3);
+  std::vector<uint8_t> icc(132, 7), thumb;
+  icc[0] = icc[1] = icc[2] = 0, icc[3] = 132;  // a profile's length leads it
   std::string error;
-  ASSERT_TRUE(WriteImageFile("odd.png", TestChart(79, 49), &error));
-  const Result r = Cli("apply --effect 0 odd.png out.yuv");
-  ASSERT_EQ(r.rc, 0) << r.err;
-  EXPECT_NE(r.err.find("from 79x49 to 64x48"), std::string::npos) << r.err;
-  EXPECT_EQ(ReadFile("out.yuv").size(), 64u * 48 * 3 / 2);
+  ASSERT_TRUE(EncodeJpeg(RgbImage(8, 8), 80, &thumb, &error));
+  const std::pair<const char*, const char*> kTags[] = {
+      {"Exif.Image.Make", "TestCam"},
+      {"Exif.Image.Model", "Phone 9"},
+      {"Exif.Photo.DateTimeOriginal", "2024:05:06 07:08:09"},
+      {"Exif.GPSInfo.GPSLatitude", "48/1 51/1 24/1"}};
+  for (const char* ext : {"jpg", "png"}) {
+    SCOPED_TRACE(ext);
+    std::vector<uint8_t> bytes;
+    ASSERT_TRUE(*ext == 'j'
+                    ? EncodeJpeg(stored, 95, &bytes, &error)
+                    : EncodePng(stored, false, {{0, "Author", "me", "", ""}}, &bytes, &error));
+    Exiv2::Image::AutoPtr in = Exiv2::ImageFactory::open(bytes.data(), bytes.size());
+    Exiv2::ExifData exif;
+    for (const auto& [key, value] : kTags) exif[key] = value;
+    exif["Exif.Image.Orientation"] = uint16_t{6};
+    exif["Exif.Photo.PixelXDimension"] = uint32_t{48};
+    Exiv2::ExifThumb(exif).setJpegThumbnail(thumb.data(), thumb.size());
+    in->setExifData(exif);
+    Exiv2::DataBuf profile(icc.data(), icc.size());
+    in->setIccProfile(profile);
+    in->writeMetadata();
+    in->io().open();
+    Exiv2::DataBuf written = in->io().read(in->io().size());
+    dir_.Put(std::string("phone.") + ext,
+             std::string(written.pData_, written.pData_ + written.size_));
+
+    const std::string out = std::string("out.") + ext;
+    const Result r = Cli("apply --effect 0 phone." + std::string(ext) + " " + out);
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    RgbImage shown;
+    ASSERT_TRUE(*ext == 'j' ? ReadJpeg(out, &shown, &error) : ReadPng(out, &shown, &error));
+    ASSERT_EQ(SizeText(shown.width, shown.height), "32x48");
+    // Turned a quarter clockwise, the stored top left is shown top right.
+    EXPECT_GT(shown.At(28, 4)[0] - shown.At(28, 4)[1], 200);
+    EXPECT_LT(std::abs(shown.At(4, 4)[0] - shown.At(4, 4)[1]), 8);
+
+    Exiv2::Image::AutoPtr o = OpenPicture(out);
+    const Exiv2::ExifData& kept = o->exifData();
+    for (const auto& [key, value] : kTags) {
+      const auto it = kept.findKey(Exiv2::ExifKey(key));
+      ASSERT_NE(it, kept.end()) << key;
+      EXPECT_EQ(it->value().toString(), value) << key;
+    }
+    EXPECT_EQ(kept.findKey(Exiv2::ExifKey("Exif.Image.Orientation"))->toLong(), 1);
+    EXPECT_EQ(kept.findKey(Exiv2::ExifKey("Exif.Photo.PixelXDimension"))->toLong(), 32);
+    EXPECT_EQ(Exiv2::ExifThumbC(kept).copy().size_, 0);
+    ASSERT_TRUE(o->iccProfileDefined());
+    EXPECT_EQ(std::vector<uint8_t>(o->iccProfile()->pData_, o->iccProfile()->pData_ + 132), icc);
+    if (*ext == 'p') {
+      ASSERT_TRUE(ReadFileBytes(out, &bytes, &error));
+      const std::vector<PngText> texts = ReadPngTexts(bytes);
+      EXPECT_TRUE(std::any_of(texts.begin(), texts.end(), [](const PngText& t) {
+        return t.key == "Author" && t.text == "me";
+      }));
+    }
+  }
+}
+
+// A directory of pictures through one service object: a broken one is
+// named, every other written, and the exit says that one failed.
+TEST_F(Commands, ManyPicturesGoThroughOneServiceAndABrokenOneIsNamed) {
+  std::filesystem::create_directories("in/sub");
+  std::filesystem::create_directory("out");
+  std::string error;
+  ASSERT_TRUE(WriteImageFile("in/a.png", TestChart(40, 30), &error) &&
+              WriteImageFile("in/b.jpg", TestChart(64, 48), &error));
+  dir_.Put("in/broken.png", "not a picture");
+  dir_.Put("in/notes.txt", "left out");
+  Result r = Cli("apply --effect 1 in out/");
+  EXPECT_EQ(r.rc, kExitFailure);
+  EXPECT_EQ(Count(fake.log, "new "), 1) << fake.log;
+  EXPECT_EQ(fake.processed, 2);
+  EXPECT_EQ(test::ListDir("out"), (std::vector<std::string>{"a.png", "b.jpg"}));
+  EXPECT_NE(r.err.find("'in/broken.png' is not a valid PNG"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("left out 2 entries"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("2 done, 1 failed\n"), std::string::npos) << r.err;
+  RgbImage a;
+  ASSERT_TRUE(ReadPng("out/a.png", &a, &error));
+  EXPECT_EQ(SizeText(a.width, a.height), "40x30");
+
+  // Another type asked for; an output that would replace its own input.
+  r = Cli("apply --effect 1 --format png in/b.jpg in/a.png in");
+  EXPECT_EQ(r.rc, kExitFailure);
+  EXPECT_NE(r.err.find("'in/a.png': its output would replace it"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("1 done, 1 failed"), std::string::npos) << r.err;
+  EXPECT_TRUE(ReadPng("in/b.png", &a, &error)) << error;
 }
 
 TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
@@ -344,6 +475,8 @@ TEST_F(Commands, RefusalsAreOneLineNamingTheCauseAndLeaveNoOutput) {
       {"apply --effect 4 --size 64x64 in.jpg o.png", "--size applies to raw"},
       {"apply --effect 4 in.png o.bmp", "unsupported output type 'o.bmp'"},
       {"apply --effect 4 a.png b.png c.png", "too many files: 'c.png'"},
+      {"apply --effect 4 a.png none/", "no directory 'none/' to write into"},
+      {"apply --effect 4 --format png a.png o.jpg", "--format is for pictures written into"},
       {"gallery --size 64x48 o.nv21", "gallery: unsupported output type"},
       {"stream --effect 4", "stream: --size WxH is required"},
       {"stream --size 31x16 --effect 4", "--size: expected an even size"},

@@ -1,6 +1,8 @@
 #include "ColorConvert.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace pe::cli {
 
@@ -62,16 +64,20 @@ RgbImage Nv21ToRgb(const Nv21Frame& frame) {
   return image;
 }
 
-RgbImage CropToEven(const RgbImage& image) { return CropToFrame(image, 2); }
+RgbImage CropToEven(const RgbImage& image) {
+  return Resized(image, image.width & ~1, image.height & ~1);
+}
 
-RgbImage CropToFrame(const RgbImage& image, int widthStep) {
-  const int w = image.width / widthStep * widthStep;
-  const int h = image.height & ~1;
-  if (w == image.width && h == image.height) return image;
-  RgbImage out(w, h);
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x)
-      for (int c = 0; c < 3; ++c) out.At(x, y)[c] = image.At(x, y)[c];
+RgbImage Resized(const RgbImage& image, int width, int height) {
+  if (width == image.width && height == image.height) return image;
+  RgbImage out(width, height);
+  for (int y = 0; y < height; ++y) {
+    const uint8_t* src = image.At(0, std::min(y, image.height - 1));
+    const int copied = std::min(width, image.width);
+    uint8_t* dst = out.At(0, y);
+    std::memcpy(dst, src, static_cast<size_t>(copied) * 3);
+    for (int x = copied; x < width; ++x) std::memcpy(dst + x * 3, src + (image.width - 1) * 3, 3);
+  }
   return out;
 }
 

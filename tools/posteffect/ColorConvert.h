@@ -21,7 +21,8 @@ RgbImage Nv21ToRgb(const Nv21Frame& frame);
 
 // Drops the last column and row where the size is odd.
 RgbImage CropToEven(const RgbImage& image);
-// Width cut to a multiple of widthStep, height to even.
-RgbImage CropToFrame(const RgbImage& image, int widthStep);
+// The picture cut or grown to width x height from its top left corner; new
+// columns and rows repeat the last ones.
+RgbImage Resized(const RgbImage& image, int width, int height);
 
 }  // namespace pe::cli

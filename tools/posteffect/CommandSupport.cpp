@@ -1,6 +1,7 @@
 #include "CommandSupport.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "ColorConvert.h"
 #include "Drawing.h"
@@ -14,56 +15,107 @@ void Line(std::FILE* f, const std::string& text) {
 
 std::string SizeText(int w, int h) { return std::to_string(w) + "x" + std::to_string(h); }
 
-// The picture to work on, as an NV21 frame.
-bool LoadInput(const std::string& path, bool hasSize, Size size, const Context& ctx,
-               Nv21Frame* frame, std::string* error) {
-  if (path.empty()) {
-    *frame = RgbToNv21(TestChart(hasSize ? size.width : kDefaultChart.width,
-                                 hasSize ? size.height : kDefaultChart.height));
-    return true;
-  }
-  RgbImage image;
-  switch (KindOfPath(path)) {
-    case FileKind::kRawNv21:
-      return ReadRawNv21(path, size.width, size.height, frame, error);
-    case FileKind::kJpeg:
-      if (!ReadJpeg(path, &image, error)) return false;
-      break;
-    case FileKind::kPng:
-      if (!ReadPng(path, &image, error)) return false;
-      break;
-    case FileKind::kUnknown:
-      *error = "unsupported input type '" + path + "'";
-      return false;
-  }
-  return PictureToFrame(image, "'" + path + "'", ctx, frame, error);
+PaddedFrame PadToFrame(const RgbImage& image) {
+  const int w = (image.width + kFrameWidthStep - 1) / kFrameWidthStep * kFrameWidthStep;
+  return PaddedFrame{RgbToNv21(Resized(image, w, (image.height + 1) & ~1)), image.width,
+                     image.height};
 }
 
-bool PictureToFrame(const RgbImage& image, const std::string& name, const Context& ctx,
-                    Nv21Frame* frame, std::string* error) {
-  if (image.width < kFrameWidthStep || image.height < 2) {
-    *error = name + " is " + SizeText(image.width, image.height) + ", too small for a frame";
+RgbImage Unpad(const PaddedFrame& padded) {
+  return Resized(Nv21ToRgb(padded.frame), padded.width, padded.height);
+}
+
+bool DecodePicture(const std::vector<uint8_t>& bytes, FileKind kind, const std::string& name,
+                   long maxPixels, Input* in, std::string* error, std::string* note) {
+  RgbImage image;
+  if (kind == FileKind::kJpeg ? !DecodeJpeg(bytes, name, maxPixels, &image, error)
+                              : !DecodePng(bytes, name, maxPixels, &image, error))
+    return false;
+  if (!ReadMetadata(bytes, kind, &in->meta, note)) *note = name + ": " + *note;
+  in->picture = PadToFrame(Orient(image, in->meta.orientation));
+  return true;
+}
+
+bool LoadInput(const std::string& path, bool hasSize, Size size, Input* in, std::string* error,
+               std::string* note) {
+  *in = Input{};
+  if (path.empty()) {
+    in->picture = PadToFrame(TestChart(hasSize ? size.width : kDefaultChart.width,
+                                       hasSize ? size.height : kDefaultChart.height));
+    return true;
+  }
+  const FileKind kind = KindOfPath(path);
+  if (kind == FileKind::kRawNv21) {
+    in->picture.width = size.width;
+    in->picture.height = size.height;
+    return ReadRawNv21(path, size.width, size.height, &in->picture.frame, error);
+  }
+  if (kind == FileKind::kUnknown) {
+    *error = "unsupported input type '" + path + "'";
     return false;
   }
-  // Cut to whole groups, and to even rows for NV21.
-  if (image.width % kFrameWidthStep || image.height % 2) {
-    Line(ctx.err, "note: cropping " + name + " from " + SizeText(image.width, image.height) +
-                      " to " +
-                      SizeText(image.width / kFrameWidthStep * kFrameWidthStep, image.height & ~1) +
-                      " (frames need widths in groups of 16 pixels and even heights)");
-  }
-  *frame = RgbToNv21(CropToFrame(image, kFrameWidthStep));
-  return true;
+  std::vector<uint8_t> bytes;
+  return ReadFileBytes(path, &bytes, error) &&
+         DecodePicture(bytes, kind, "'" + path + "'", kMaxPicturePixels, in, error, note);
 }
 
 int ShrinkFactor(int width, int height, Size box) {
   return std::max({1, (width + box.width - 1) / box.width, (height + box.height - 1) / box.height});
 }
 
-Nv21Frame ShrinkToFit(const Nv21Frame& frame, Size box) {
-  const int factor = ShrinkFactor(frame.width, frame.height, box);
-  if (factor == 1) return frame;
-  return RgbToNv21(CropToFrame(BoxDownscale(Nv21ToRgb(frame), factor), kFrameWidthStep));
+PaddedFrame ShrinkToFit(const PaddedFrame& picture, Size box) {
+  const int factor = ShrinkFactor(picture.width, picture.height, box);
+  if (factor == 1) return picture;
+  return PadToFrame(BoxDownscale(Unpad(picture), factor));
+}
+
+bool PictureRunner::Run(const EffectRequest& request, const Crop& crop, Mode mode, Size preview,
+                        Nv21Frame* frame, std::string* error) {
+  if (!service_) {
+    service_ = std::make_unique<Service>(backend_);
+    if (!service_->Start(error)) {
+      service_.reset();
+      return false;
+    }
+  }
+  if (frame->data.size() > heapBytes_) {
+    heapBytes_ = 0;
+    if (!heap_.Create(frame->data.size(), 1, error)) return false;
+    heapBytes_ = frame->data.size();
+  }
+  std::memcpy(heap_.Slot(0), frame->data.data(), frame->data.size());
+  if (!ProcessInService(*service_, heap_, 0, frame->width, frame->height, request, crop, mode,
+                        preview, error))
+    return false;
+  std::memcpy(frame->data.data(), heap_.Slot(0), frame->data.size());
+  return true;
+}
+
+Progress::Progress(const Context& ctx, int total) : ctx_(ctx), total_(total) {}
+
+void Progress::Step(int done, const std::string& what) {
+  if (!ctx_.progress) return;
+  const double elapsed =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  char left[48] = "";
+  if (done > 0)
+    std::snprintf(left, sizeof left, ", about %.0f s left", elapsed / done * (total_ - done));
+  // Padded so that a shorter line covers the one before.
+  std::fprintf(ctx_.err, "\rposteffect: %d of %d: %s%s%-10s", done + 1, total_, what.c_str(), left,
+               "");
+  std::fflush(ctx_.err);
+  shown_ = true;
+}
+
+void Progress::Note(const std::string& text) {
+  if (shown_) std::fputc('\n', ctx_.err);
+  shown_ = false;
+  Line(ctx_.err, text);
+}
+
+void Progress::Finish() {
+  if (shown_) std::fputc('\n', ctx_.err);
+  shown_ = false;
 }
 
 EffectRequest MakeRequest(const EffectOptions& fx) {

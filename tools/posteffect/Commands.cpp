@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <set>
 
 #include "ColorConvert.h"
 #include "CommandSupport.h"
@@ -49,11 +51,18 @@ constexpr const char kEffectHelp[] =
 
 constexpr const char kApplyUsage[] =
     "usage: posteffect apply --effect E [options] [IN] OUT\n"
+    "       posteffect apply --effect E [options] IN... DIR/\n"
     "\n"
     "Runs IN, or the built-in test chart, through one effect and writes OUT. The\n"
     "file type follows the extension: .jpg/.jpeg, .png, or .nv21/.yuv for one raw\n"
-    "NV21 frame. Pictures are cropped to a width in groups of 16 pixels and an even\n"
-    "height. OUT appears only when complete.\n"
+    "NV21 frame. Pictures keep their size; the effect sees them turned as their EXIF\n"
+    "orientation says, and they are written upright with their metadata (EXIF, XMP,\n"
+    "ICC profile, PNG text). OUT appears only when complete.\n"
+    "\n"
+    "With an existing directory last, every IN (a picture, or a directory whose\n"
+    "JPEG and PNG files are taken and other files left out) goes into it under its\n"
+    "own name through one service object; a picture that fails is named and the\n"
+    "rest go on, and a summary closes the run.\n"
     "\n"
     "options:\n";
 
@@ -66,7 +75,8 @@ constexpr const char kApplyOptionsHelp[] =
     "                        (default 1280x720, or the largest common preview size\n"
     "                        that fits the picture)\n"
     "  --size WxH            size of a raw NV21 input, or of the test chart\n"
-    "                        (default 1280x720)\n";
+    "                        (default 1280x720)\n"
+    "  --format jpg|png      with DIR/: write this type instead of each input's own\n";
 
 constexpr const char kStreamUsage[] =
     "usage: posteffect stream --size WxH --effect E [options]\n"
@@ -148,23 +158,27 @@ bool ParseEvenSize(const ParsedArgs& parsed, const char* name, Size* size, std::
   return true;
 }
 
+bool CheckInput(const std::string& input, bool hasSize, std::string* error) {
+  if (input.empty()) return true;
+  const FileKind in = KindOfPath(input);
+  if (in == FileKind::kUnknown) {
+    *error = "unsupported input type '" + input + "' (use .jpg, .jpeg, .png, .nv21 or .yuv)";
+    return false;
+  }
+  if (in == FileKind::kRawNv21 && !hasSize) {
+    *error = "raw NV21 input '" + input + "' needs --size WxH";
+    return false;
+  }
+  if (in != FileKind::kRawNv21 && hasSize) {
+    *error = "--size applies to raw NV21 input or the test chart, not '" + input + "'";
+    return false;
+  }
+  return true;
+}
+
 bool CheckInputOutput(const std::string& input, const std::string& output, bool hasSize,
                       bool rawOutputAllowed, std::string* error) {
-  if (!input.empty()) {
-    const FileKind in = KindOfPath(input);
-    if (in == FileKind::kUnknown) {
-      *error = "unsupported input type '" + input + "' (use .jpg, .jpeg, .png, .nv21 or .yuv)";
-      return false;
-    }
-    if (in == FileKind::kRawNv21 && !hasSize) {
-      *error = "raw NV21 input '" + input + "' needs --size WxH";
-      return false;
-    }
-    if (in != FileKind::kRawNv21 && hasSize) {
-      *error = "--size applies to raw NV21 input or the test chart, not '" + input + "'";
-      return false;
-    }
-  }
+  if (!CheckInput(input, hasSize, error)) return false;
   const FileKind out = KindOfPath(output);
   if (out == FileKind::kUnknown || (out == FileKind::kRawNv21 && !rawOutputAllowed)) {
     *error = "unsupported output type '" + output + "' (use " +
@@ -243,6 +257,147 @@ int List(const std::vector<std::string>& args, const Context& ctx) {
   return kExitOk;
 }
 
+// One picture from input (empty: the test chart) through the effect into
+// output: the exit code, messages through progress. Where the per-picture
+// work starts, whether for one picture or many.
+int ApplyPicture(const ApplyOptions& o, const std::string& input, const std::string& output,
+                 PictureRunner& runner, Progress& progress, const Context& ctx) {
+  // Among many pictures, every message names the one it is about.
+  const auto say = [&](const std::string& text) {
+    const std::string name = "'" + input + "'";
+    progress.Note(o.many && text.find(name) == std::string::npos ? name + ": " + text : text);
+  };
+  Input in;
+  std::string error, note;
+  if (!LoadInput(input, o.hasSize, o.size, &in, &error, &note)) {
+    say(error);
+    return kExitFailure;
+  }
+  if (!note.empty()) say("note: " + note);
+  PaddedFrame& picture = in.picture;
+  Nv21Frame& frame = picture.frame;
+  Crop crop;
+  if (!ResolveCrop(o.fx, picture.width, picture.height, &crop, &error)) {
+    say("apply: " + error);
+    return kExitUsage;
+  }
+  Mode mode = Mode::kPreview;
+  Size preview{frame.width, frame.height};
+  if (o.mode == ModeChoice::kCapture ||
+      (o.mode == ModeChoice::kAuto && !FitsPreview(frame.width, frame.height, 1920, 1088))) {
+    mode = Mode::kCapture;
+    preview = o.hasPreviewSize ? o.previewSize : LargestPreviewWithin(frame.width, frame.height);
+    if (preview.width > frame.width || preview.height > frame.height) {
+      say("apply: --preview-size " + SizeText(preview.width, preview.height) +
+          " does not fit in the " + SizeText(frame.width, frame.height) + " picture");
+      return kExitUsage;
+    }
+  } else if (!FitsPreview(frame.width, frame.height, kMaxPreviewSide, kMaxPreviewSide)) {
+    say("apply: a " + SizeText(frame.width, frame.height) +
+        " picture is larger than a preview can be (" + SizeText(kMaxPreviewSide, kMaxPreviewSide) +
+        "); use --mode capture");
+    return kExitUsage;
+  }
+
+  const auto t0 = std::chrono::steady_clock::now();
+  if (ctx.progress && !o.many) {
+    Line(ctx.err,
+         std::string("running ") + o.fx.effect->name + " on " +
+             SizeText(picture.width, picture.height) +
+             (mode == Mode::kPreview ? " as a preview frame"
+                                     : " as a capture behind a " +
+                                           SizeText(preview.width, preview.height) + " preview"));
+  }
+  if (!runner.Run(MakeRequest(o.fx), crop, mode, preview, &frame, &error)) {
+    say(error);
+    return kExitFailure;
+  }
+  // A raw frame goes out as the library left it; anything else as the picture shown.
+  const bool whole = frame.width == picture.width && frame.height == picture.height;
+  const bool written = KindOfPath(output) == FileKind::kRawNv21 && whole
+                           ? WriteImageFile(output, frame, &error)
+                           : WriteImageFile(output, Unpad(picture), &error, &in.meta, &note);
+  if (!written) {
+    say(error);
+    return kExitFailure;
+  }
+  if (!note.empty()) say("note: " + note);
+  if (ctx.progress && !o.many) {
+    char done[96];
+    std::snprintf(done, sizeof done, "wrote '%s' in %.2f s", output.c_str(), SecondsSince(t0));
+    Line(ctx.err, done);
+  }
+  return kExitOk;
+}
+
+std::string BaseName(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+// Many inputs into a directory, each output complete or absent; a picture
+// that fails is named and the rest go on.
+int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> inputs;
+  int failed = 0;
+  Progress progress(ctx, 0);
+  for (const std::string& in : o.inputs) {
+    std::error_code ec;
+    if (!fs::is_directory(in, ec)) {
+      inputs.push_back(in);
+      continue;
+    }
+    // A directory gives its JPEG and PNG files, in name order.
+    std::vector<std::string> found;
+    int skipped = 0;
+    for (const auto& entry : fs::directory_iterator(in, ec)) {
+      const std::string path = entry.path().string();
+      const FileKind kind = KindOfPath(path);
+      std::error_code broken;  // a dangling link, say: left out like any other non-picture
+      if (entry.is_regular_file(broken) && (kind == FileKind::kJpeg || kind == FileKind::kPng))
+        found.push_back(path);
+      else
+        ++skipped;
+    }
+    if (ec) {
+      progress.Note("cannot list '" + in + "': " + ec.message());
+      ++failed;
+    }
+    if (skipped)
+      progress.Note("note: '" + in + "': left out " + std::to_string(skipped) +
+                    (skipped == 1 ? " entry that is not a JPEG or PNG file"
+                                  : " entries that are not JPEG or PNG files"));
+    std::sort(found.begin(), found.end());
+    inputs.insert(inputs.end(), found.begin(), found.end());
+  }
+
+  const int listFailures = failed;
+  Progress steps(ctx, static_cast<int>(inputs.size()));
+  std::set<std::string> outputs;
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    const std::string& in = inputs[i];
+    steps.Step(static_cast<int>(i), BaseName(in));
+    fs::path out = fs::path(o.output) / BaseName(in);
+    if (!o.format.empty()) out.replace_extension(o.format);
+    std::error_code ec;
+    std::string refusal;
+    if (!outputs.insert(out.lexically_normal().string()).second)
+      refusal = "'" + in + "': another input already gives '" + out.string() + "'";
+    else if (fs::equivalent(in, out, ec))
+      refusal = "'" + in + "': its output would replace it";
+    if (!refusal.empty()) {
+      steps.Note(refusal);
+      ++failed;
+      continue;
+    }
+    failed += ApplyPicture(o, in, out.string(), runner, steps, ctx) != kExitOk;
+  }
+  steps.Finish();
+  Line(ctx.err, std::to_string(inputs.size() + listFailures - failed) + " done, " +
+                    std::to_string(failed) + " failed");
+  return failed ? kExitFailure : kExitOk;
+}
+
 int Apply(const std::vector<std::string>& args, const Context& ctx) {
   if (NamesVideoFile(args)) return ApplyVideo(args, ctx);
   ApplyOptions o;
@@ -256,54 +411,10 @@ int Apply(const std::vector<std::string>& args, const Context& ctx) {
     std::fprintf(ctx.out, "%s%s%s", kApplyUsage, kEffectHelp, kApplyOptionsHelp);
     return kExitOk;
   }
-  Nv21Frame frame;
-  if (!LoadInput(o.input, o.hasSize, o.size, ctx, &frame, &error)) {
-    Line(ctx.err, error);
-    return kExitFailure;
-  }
-  Crop crop;
-  if (!ResolveCrop(o.fx, frame.width, frame.height, &crop, &error)) {
-    Line(ctx.err, "apply: " + error);
-    return kExitUsage;
-  }
-  Mode mode = Mode::kPreview;
-  Size preview{frame.width, frame.height};
-  if (o.mode == ModeChoice::kCapture ||
-      (o.mode == ModeChoice::kAuto && !FitsPreview(frame.width, frame.height, 1920, 1088))) {
-    mode = Mode::kCapture;
-    preview = o.hasPreviewSize ? o.previewSize : LargestPreviewWithin(frame.width, frame.height);
-    if (preview.width > frame.width || preview.height > frame.height) {
-      Line(ctx.err, "apply: --preview-size " + SizeText(preview.width, preview.height) +
-                        " does not fit in the " + SizeText(frame.width, frame.height) + " picture");
-      return kExitUsage;
-    }
-  } else if (!FitsPreview(frame.width, frame.height, kMaxPreviewSide, kMaxPreviewSide)) {
-    Line(ctx.err, "apply: a " + SizeText(frame.width, frame.height) +
-                      " picture is larger than a preview can be (" +
-                      SizeText(kMaxPreviewSide, kMaxPreviewSide) + "); use --mode capture");
-    return kExitUsage;
-  }
-
-  const auto t0 = std::chrono::steady_clock::now();
-  if (ctx.progress) {
-    Line(ctx.err,
-         std::string("running ") + o.fx.effect->name + " on " +
-             SizeText(frame.width, frame.height) +
-             (mode == Mode::kPreview ? " as a preview frame"
-                                     : " as a capture behind a " +
-                                           SizeText(preview.width, preview.height) + " preview"));
-  }
-  if (!ProcessFrame(ctx.backend, MakeRequest(o.fx), crop, mode, preview, &frame, &error) ||
-      !WriteImageFile(o.output, frame, &error)) {
-    Line(ctx.err, error);
-    return kExitFailure;
-  }
-  if (ctx.progress) {
-    char done[96];
-    std::snprintf(done, sizeof done, "wrote '%s' in %.2f s", o.output.c_str(), SecondsSince(t0));
-    Line(ctx.err, done);
-  }
-  return kExitOk;
+  PictureRunner runner(ctx.backend);
+  if (o.many) return ApplyMany(o, runner, ctx);
+  Progress quiet(ctx, 1);
+  return ApplyPicture(o, o.input, o.output, runner, quiet, ctx);
 }
 
 // Fills buf from in; returns the byte count, short only at the end of input
@@ -408,17 +519,16 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
     std::fputs(kGalleryUsage, ctx.out);
     return kExitOk;
   }
-  Nv21Frame source;
-  if (!LoadInput(o.input, o.hasSize, o.size, ctx, &source, &error)) {
+  Input source;
+  std::string note;
+  if (!LoadInput(o.input, o.hasSize, o.size, &source, &error, &note)) {
     Line(ctx.err, error);
     return kExitFailure;
   }
-  const Nv21Frame tileFrame = ShrinkToFit(source, kGalleryTileMax);
-  const int tw = tileFrame.width, th = tileFrame.height;
-  if (tw < 2 || th < 2) {
-    Line(ctx.err, "gallery: the picture is too small for tiles");
-    return kExitFailure;
-  }
+  if (!note.empty()) Line(ctx.err, "note: " + note);
+  const PaddedFrame tile = ShrinkToFit(source.picture, kGalleryTileMax);
+  const Nv21Frame& tileFrame = tile.frame;
+  const int tw = tile.width, th = tile.height;  // as shown; the frame may be padded
 
   SharedHeap heap;
   Service service(ctx.backend);
@@ -432,15 +542,11 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
   };
   std::vector<Tile> tiles;
   std::string refused;  // one note for them all, not a line each
-  const int total = static_cast<int>(Effects().size());
+  Progress progress(ctx, static_cast<int>(Effects().size()));
   for (const EffectInfo& e : Effects()) {
-    if (ctx.progress) {
-      std::fprintf(ctx.err, "\rposteffect: effect %d of %d (%s)          ", e.number + 1, total,
-                   e.name);
-      std::fflush(ctx.err);
-    }
+    progress.Step(e.number, e.name);
     std::memcpy(heap.Slot(0), tileFrame.data.data(), tileFrame.data.size());
-    if (!PreviewWithDefaults(service, heap, e, tw, th, &error)) {
+    if (!PreviewWithDefaults(service, heap, e, tileFrame.width, tileFrame.height, &error)) {
       const int code = service.lastResult();
       std::string ignored;
       service.StopPreview(&ignored);
@@ -448,8 +554,7 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
       if (code == PE_RESULT_PREVIEW_START_FAILED) {
         refused += (refused.empty() ? "" : ", ") + name;
       } else {
-        Line(ctx.err, std::string(ctx.progress ? "\n" : "") + "note: skipping effect " + name +
-                          ": " + error);
+        progress.Note("note: skipping effect " + name + ": " + error);
       }
       continue;
     }
@@ -457,11 +562,11 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
       Line(ctx.err, error);
       return kExitFailure;
     }
-    Nv21Frame out(tw, th);
-    std::memcpy(out.data.data(), heap.Slot(0), out.data.size());
-    tiles.push_back(Tile{&e, Nv21ToRgb(out)});
+    PaddedFrame out = tile;
+    std::memcpy(out.frame.data.data(), heap.Slot(0), out.frame.data.size());
+    tiles.push_back(Tile{&e, Unpad(out)});
   }
-  if (ctx.progress) std::fputc('\n', ctx.err);
+  progress.Finish();
   if (!refused.empty()) Line(ctx.err, "note: effects this library refuses: " + refused);
 
   const int scale = tw >= 200 ? 2 : 1;
@@ -507,7 +612,9 @@ static bool ParseFiles(const ParsedArgs& parsed, bool rawOutput, bool* hasSize, 
   }
   const auto& pos = parsed.positional;
   if (pos.empty() || pos.size() > 2) {
-    *error = pos.empty() ? "no output file given" : "too many files: '" + pos[2] + "'";
+    *error = pos.empty()
+                 ? "no output file given"
+                 : "too many files: '" + pos[2] + "' (several pictures go into a directory)";
     return false;
   }
   *output = pos.back();
@@ -521,6 +628,7 @@ bool ParseApplyOptions(const std::vector<std::string>& args, ApplyOptions* optio
   defs.push_back({"--mode", true});
   defs.push_back({"--preview-size", true});
   defs.push_back({"--size", true});
+  defs.push_back({"--format", true});
   ParsedArgs parsed;
   if (!ParseArgs(args, defs, &parsed, error)) return false;
   *help = parsed.help;
@@ -547,7 +655,41 @@ bool ParseApplyOptions(const std::vector<std::string>& args, ApplyOptions* optio
     o.hasPreviewSize = true;
     o.mode = ModeChoice::kCapture;
   }
-  if (!ParseFiles(parsed, true, &o.hasSize, &o.size, &o.input, &o.output, error)) return false;
+  // A directory last (an existing one, or any path ending in '/') takes many.
+  const auto& pos = parsed.positional;
+  std::error_code ec;
+  o.many = !pos.empty() && (pos.back().back() == '/' ||
+                            (pos.size() > 1 && std::filesystem::is_directory(pos.back(), ec)));
+  if (!o.many) {
+    if (parsed.Has("--format")) {
+      *error = "--format is for pictures written into a directory; OUT's extension says the type";
+      return false;
+    }
+    return ParseFiles(parsed, true, &o.hasSize, &o.size, &o.input, &o.output, error) &&
+           (*options = o, true);
+  }
+  o.output = pos.back();
+  o.inputs.assign(pos.begin(), pos.end() - 1);
+  if (!std::filesystem::is_directory(o.output, ec)) {
+    *error = "no directory '" + o.output + "' to write into";
+    return false;
+  }
+  if (o.inputs.empty()) {
+    *error = "no input pictures for '" + o.output + "'";
+    return false;
+  }
+  if (parsed.Has("--size") && !ParseEvenSize(parsed, "--size", &o.size, error)) return false;
+  o.hasSize = parsed.Has("--size");
+  for (const std::string& in : o.inputs)
+    if (!std::filesystem::is_directory(in, ec) && !CheckInput(in, o.hasSize, error)) return false;
+  if (parsed.Has("--format")) {
+    const std::string& f = parsed.values.at("--format");
+    if (f != "jpg" && f != "jpeg" && f != "png") {
+      *error = "--format: expected jpg or png, got '" + f + "'";
+      return false;
+    }
+    o.format = "." + f;
+  }
   *options = o;
   return true;
 }

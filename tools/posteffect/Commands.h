@@ -46,6 +46,10 @@ struct ApplyOptions {
   Size previewSize, size;
   std::string input;  // empty: the test chart
   std::string output;
+  // Several pictures, or directories of them, into the directory output.
+  bool many = false;
+  std::vector<std::string> inputs;
+  std::string format;  // the outputs' extension; empty: each input's own
 };
 
 struct StreamOptions {

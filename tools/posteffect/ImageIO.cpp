@@ -13,28 +13,27 @@
 #include <vector>
 
 #include "ColorConvert.h"
+#include "Metadata.h"
 
 namespace pe::cli {
 
 namespace {
 
-// Far beyond any camera; keeps a hostile header from asking for gigabytes.
-constexpr int kMaxSide = 16384;
-constexpr long kMaxPixels = static_cast<long>(kMaxSide) * kMaxSide;
-
 std::string Quoted(const std::string& path) { return "'" + path + "'"; }
 
 // Checked from the header, before anything of that size is allocated.
 bool SizeAllowed(long w, long h, long maxPixels, const std::string& name, std::string* error) {
-  const bool sides = w > 0 && h > 0 && w <= kMaxSide && h <= kMaxSide;
+  const bool sides = w > 0 && h > 0 && w <= kMaxPictureSide && h <= kMaxPictureSide;
   if (sides && w * h <= maxPixels) return true;
   *error = name + " is " + std::to_string(w) + "x" + std::to_string(h) + ", " +
            (sides ? "more than " + std::to_string(maxPixels) + " pixels"
-                  : "not 1 to " + std::to_string(kMaxSide) + " pixels a side");
+                  : "not 1 to " + std::to_string(kMaxPictureSide) + " pixels a side");
   return false;
 }
 
-bool ReadWholeFile(const std::string& path, std::vector<uint8_t>* bytes, std::string* error) {
+}  // namespace
+
+bool ReadFileBytes(const std::string& path, std::vector<uint8_t>* bytes, std::string* error) {
   std::FILE* f = std::fopen(path.c_str(), "rb");
   if (!f) {
     *error = "cannot open " + Quoted(path) + ": " + std::strerror(errno);
@@ -54,6 +53,8 @@ bool ReadWholeFile(const std::string& path, std::vector<uint8_t>* bytes, std::st
   }
   return true;
 }
+
+namespace {
 
 bool WriteAll(std::FILE* out, const void* data, size_t size, std::string* error) {
   if (std::fwrite(data, 1, size, out) != size) {
@@ -149,20 +150,20 @@ bool DecodePng(const std::vector<uint8_t>& bytes, const std::string& name, long 
 
 bool ReadJpeg(const std::string& path, RgbImage* image, std::string* error) {
   std::vector<uint8_t> bytes;
-  return ReadWholeFile(path, &bytes, error) &&
-         DecodeJpeg(bytes, Quoted(path), kMaxPixels, image, error);
+  return ReadFileBytes(path, &bytes, error) &&
+         DecodeJpeg(bytes, Quoted(path), kMaxPicturePixels, image, error);
 }
 
 bool ReadPng(const std::string& path, RgbImage* image, std::string* error) {
   std::vector<uint8_t> bytes;
-  return ReadWholeFile(path, &bytes, error) &&
-         DecodePng(bytes, Quoted(path), kMaxPixels, image, error);
+  return ReadFileBytes(path, &bytes, error) &&
+         DecodePng(bytes, Quoted(path), kMaxPicturePixels, image, error);
 }
 
 bool ReadRawNv21(const std::string& path, int width, int height, Nv21Frame* frame,
                  std::string* error) {
   std::vector<uint8_t> bytes;
-  if (!ReadWholeFile(path, &bytes, error)) return false;
+  if (!ReadFileBytes(path, &bytes, error)) return false;
   const size_t expected = Nv21Frame::Bytes(width, height);
   if (bytes.size() != expected) {
     *error = Quoted(path) + " holds " + std::to_string(bytes.size()) + " bytes, but one " +
@@ -176,7 +177,8 @@ bool ReadRawNv21(const std::string& path, int width, int height, Nv21Frame* fram
   return true;
 }
 
-bool WriteJpeg(std::FILE* out, const RgbImage& image, int quality, std::string* error) {
+bool EncodeJpeg(const RgbImage& image, int quality, std::vector<uint8_t>* bytes,
+                std::string* error) {
   tjhandle tj = tjInitCompress();
   if (!tj) {
     *error = "cannot start the JPEG encoder";
@@ -184,53 +186,143 @@ bool WriteJpeg(std::FILE* out, const RgbImage& image, int quality, std::string* 
   }
   unsigned char* jpeg = nullptr;
   unsigned long size = 0;
-  bool ok = tjCompress2(tj, image.rgb.data(), image.width, image.width * 3, image.height, TJPF_RGB,
-                        &jpeg, &size, TJSAMP_444, quality, TJFLAG_ACCURATEDCT) == 0;
+  const bool ok = tjCompress2(tj, image.rgb.data(), image.width, image.width * 3, image.height,
+                              TJPF_RGB, &jpeg, &size, TJSAMP_444, quality, TJFLAG_ACCURATEDCT) == 0;
+  if (ok) bytes->assign(jpeg, jpeg + size);
   if (!ok) *error = std::string("JPEG encoding failed: ") + tjGetErrorStr2(tj);
-  if (ok) ok = WriteAll(out, jpeg, size, error);
   tjFree(jpeg);
   tjDestroy(tj);
   return ok;
 }
 
-// libpng's simplified writer set up for an 8-bit RGB picture.
-static png_image PngFor(const RgbImage& image) {
-  png_image png;
-  std::memset(&png, 0, sizeof png);
-  png.version = PNG_IMAGE_VERSION;
-  png.width = static_cast<png_uint_32>(image.width);
-  png.height = static_cast<png_uint_32>(image.height);
-  png.format = PNG_FORMAT_RGB;
-  return png;
-}
-
-bool WritePng(std::FILE* out, const RgbImage& image, std::string* error) {
-  png_image png = PngFor(image);
-  if (!png_image_write_to_stdio(&png, out, 0, image.rgb.data(), 0, nullptr)) {
-    *error = std::string("PNG encoding failed: ") + png.message;
-    png_image_free(&png);
+bool EncodeJpeg(const Nv21Frame& frame, int width, int height, int quality,
+                std::vector<uint8_t>* bytes, std::string* error) {
+  // JPEG's YCbCr is the library's full-range BT.601; its chroma centre of
+  // 128 against the library's 127.5 is below what the eye sees.
+  const int cw = (width + 1) / 2, ch = (height + 1) / 2;
+  std::vector<uint8_t> u(static_cast<size_t>(cw) * ch), v(u.size());
+  for (int y = 0; y < ch; ++y) {
+    const uint8_t* vu = frame.VU() + static_cast<size_t>(y) * frame.width;
+    for (int x = 0; x < cw; ++x) {
+      v[static_cast<size_t>(y) * cw + x] = vu[2 * x];
+      u[static_cast<size_t>(y) * cw + x] = vu[2 * x + 1];
+    }
+  }
+  const unsigned char* planes[3] = {frame.Y(), u.data(), v.data()};
+  const int strides[3] = {frame.width, cw, cw};
+  tjhandle tj = tjInitCompress();
+  if (!tj) {
+    *error = "cannot start the JPEG encoder";
     return false;
   }
-  return true;
-}
-
-bool EncodePng(const RgbImage& image, bool fast, std::vector<uint8_t>* bytes, std::string* error) {
-  png_image png = PngFor(image);
-  if (fast) png.flags |= PNG_IMAGE_FLAG_FAST;
-  png_alloc_size_t size = 0;
-  bool ok = png_image_write_get_memory_size(png, size, 0, image.rgb.data(), 0, nullptr);
-  if (ok) {
-    bytes->resize(size);
-    ok = png_image_write_to_memory(&png, bytes->data(), &size, 0, image.rgb.data(), 0, nullptr);
-    bytes->resize(size);
-  }
-  if (!ok) *error = std::string("PNG encoding failed: ") + png.message;
-  png_image_free(&png);
+  unsigned char* jpeg = nullptr;
+  unsigned long size = 0;
+  const bool ok = tjCompressFromYUVPlanes(tj, planes, width, strides, height, TJSAMP_420, &jpeg,
+                                          &size, quality, TJFLAG_FASTDCT) == 0;
+  if (ok) bytes->assign(jpeg, jpeg + size);
+  if (!ok) *error = std::string("JPEG encoding failed: ") + tjGetErrorStr2(tj);
+  tjFree(jpeg);
+  tjDestroy(tj);
   return ok;
 }
 
-bool WriteRaw(std::FILE* out, const Nv21Frame& frame, std::string* error) {
-  return WriteAll(out, frame.data.data(), frame.data.size(), error);
+namespace {
+
+// libpng reports errors by longjmp: the message is kept for the caller.
+void PngError(png_structp png, png_const_charp message) {
+  if (auto* text = static_cast<std::string*>(png_get_error_ptr(png))) *text = message;
+  png_longjmp(png, 1);
+}
+
+void PngWarning(png_structp, png_const_charp) {}
+
+struct PngSource {
+  const std::vector<uint8_t>* bytes;
+  size_t at;
+};
+
+void PngRead(png_structp png, png_bytep out, size_t n) {
+  auto* src = static_cast<PngSource*>(png_get_io_ptr(png));
+  if (n > src->bytes->size() - src->at) png_error(png, "truncated");
+  std::memcpy(out, src->bytes->data() + src->at, n);
+  src->at += n;
+}
+
+void PngWrite(png_structp png, png_bytep data, size_t n) {
+  auto* out = static_cast<std::vector<uint8_t>*>(png_get_io_ptr(png));
+  out->insert(out->end(), data, data + n);
+}
+
+void PngFlush(png_structp) {}
+
+// The libpng calls that may jump back, apart from anything with a destructor.
+int ReadTextChunks(png_structp png, png_infop info, PngSource* src, png_textp* text) {
+  if (setjmp(png_jmpbuf(png))) return 0;
+  png_set_read_fn(png, src, PngRead);
+  png_read_info(png, info);
+  return png_get_text(png, info, text, nullptr);
+}
+
+bool WritePngData(png_structp png, png_infop info, const RgbImage& image, png_bytepp rows,
+                  png_textp texts, int textCount, bool fast, std::vector<uint8_t>* bytes) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_set_write_fn(png, bytes, PngWrite, PngFlush);
+  png_set_IHDR(png, info, static_cast<png_uint_32>(image.width),
+               static_cast<png_uint_32>(image.height), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (fast) {
+    png_set_compression_level(png, 1);
+    png_set_filter(png, 0, PNG_FILTER_SUB);
+  }
+  if (textCount > 0) png_set_text(png, info, texts, textCount);
+  png_write_info(png, info);
+  png_write_image(png, rows);
+  png_write_end(png, info);
+  return true;
+}
+
+}  // namespace
+
+std::vector<PngText> ReadPngTexts(const std::vector<uint8_t>& bytes) {
+  std::vector<PngText> texts;
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, PngError, PngWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  PngSource src{&bytes, 0};
+  png_textp text = nullptr;
+  const int n = png && info ? ReadTextChunks(png, info, &src, &text) : 0;
+  for (int i = 0; i < n; ++i) {
+    texts.push_back(
+        PngText{text[i].compression, text[i].key, std::string(text[i].text, text[i].text_length),
+                text[i].lang ? text[i].lang : "", text[i].lang_key ? text[i].lang_key : ""});
+  }
+  png_destroy_read_struct(&png, &info, nullptr);
+  return texts;
+}
+
+bool EncodePng(const RgbImage& image, bool fast, const std::vector<PngText>& texts,
+               std::vector<uint8_t>* bytes, std::string* error) {
+  std::string message;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &message, PngError, PngWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  std::vector<png_bytep> rows(static_cast<size_t>(image.height));
+  for (int y = 0; y < image.height; ++y) rows[y] = const_cast<png_bytep>(image.At(0, y));
+  std::vector<png_text> chunks(texts.size());
+  for (size_t i = 0; i < texts.size(); ++i) {
+    png_text& c = chunks[i];
+    c.compression = texts[i].compression;
+    c.key = const_cast<char*>(texts[i].key.c_str());
+    c.text = const_cast<char*>(texts[i].text.c_str());
+    c.text_length = texts[i].text.size();
+    c.lang = const_cast<char*>(texts[i].lang.c_str());
+    c.lang_key = const_cast<char*>(texts[i].langKey.c_str());
+  }
+  bytes->clear();
+  const bool ok = png && info &&
+                  WritePngData(png, info, image, rows.data(), chunks.data(),
+                               static_cast<int>(chunks.size()), fast, bytes);
+  png_destroy_write_struct(&png, &info);
+  if (!ok) *error = "PNG encoding failed: " + (message.empty() ? "out of memory" : message);
+  return ok;
 }
 
 AtomicFile::AtomicFile(std::string path) : path_(std::move(path)) {}
@@ -288,33 +380,46 @@ bool AtomicFile::Commit(std::string* error) {
   return true;
 }
 
-bool WriteImageFile(const std::string& path, const Nv21Frame& frame, std::string* error) {
-  if (KindOfPath(path) != FileKind::kRawNv21) return WriteImageFile(path, Nv21ToRgb(frame), error);
+namespace {
+
+bool WriteBytes(const std::string& path, const void* data, size_t size, std::string* error) {
   AtomicFile file(path);
   if (!file.Open(error)) return false;
-  if (!WriteRaw(file.stream(), frame, error)) {
+  if (!WriteAll(file.stream(), data, size, error)) {
     *error = "cannot write " + Quoted(path) + ": " + *error;
     return false;
   }
   return file.Commit(error);
 }
 
-bool WriteImageFile(const std::string& path, const RgbImage& image, std::string* error) {
+}  // namespace
+
+bool WriteImageFile(const std::string& path, const Nv21Frame& frame, std::string* error) {
+  if (KindOfPath(path) != FileKind::kRawNv21) return WriteImageFile(path, Nv21ToRgb(frame), error);
+  return WriteBytes(path, frame.data.data(), frame.data.size(), error);
+}
+
+bool WriteImageFile(const std::string& path, const RgbImage& image, std::string* error,
+                    const Metadata* meta, std::string* note) {
   const FileKind kind = KindOfPath(path);
   if (kind == FileKind::kRawNv21) return WriteImageFile(path, RgbToNv21(CropToEven(image)), error);
   if (kind == FileKind::kUnknown) {
     *error = "cannot write " + Quoted(path) + ": unknown file type (use .jpg, .png, .nv21 or .yuv)";
     return false;
   }
-  AtomicFile file(path);
-  if (!file.Open(error)) return false;
-  const bool ok = kind == FileKind::kJpeg ? WriteJpeg(file.stream(), image, 95, error)
-                                          : WritePng(file.stream(), image, error);
+  std::vector<uint8_t> bytes;
+  const bool ok =
+      kind == FileKind::kJpeg
+          ? EncodeJpeg(image, 95, &bytes, error)
+          : EncodePng(image, false, meta ? meta->texts : std::vector<PngText>{}, &bytes, error);
   if (!ok) {
     *error = "cannot write " + Quoted(path) + ": " + *error;
     return false;
   }
-  return file.Commit(error);
+  std::string why;
+  if (meta && !EmbedMetadata(*meta, kind, image.width, image.height, &bytes, &why) && note)
+    *note = "wrote " + Quoted(path) + " without its metadata: " + why;
+  return WriteBytes(path, bytes.data(), bytes.size(), error);
 }
 
 }  // namespace pe::cli

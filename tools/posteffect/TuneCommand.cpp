@@ -66,13 +66,15 @@ int Tune(const std::vector<std::string>& args, const Context& ctx) {
     Line(ctx.err, "tune: unsupported picture '" + input + "' (use .jpg, .jpeg or .png)");
     return kExitUsage;
   }
-  Nv21Frame frame;
-  if (!LoadInput(input, false, Size{}, ctx, &frame, &error)) {
+  Input in;
+  std::string note;
+  if (!LoadInput(input, false, Size{}, &in, &error, &note)) {
     Line(ctx.err, error);
     return kExitFailure;
   }
+  if (!note.empty()) Line(ctx.err, "note: " + note);
   TuneServer server(ctx, preview);
-  server.SetPicture(frame, input.empty() ? "test chart" : input);
+  server.SetPicture(in.picture, input.empty() ? "test chart" : input);
   if (!server.Start(&error)) {
     Line(ctx.err, error);
     return kExitFailure;

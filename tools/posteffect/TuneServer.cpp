@@ -198,16 +198,23 @@ json EffectsJson() {
   return effects;
 }
 
-bool SendPng(const RgbImage& image, bool fast, httplib::Response& res) {
-  std::vector<uint8_t> png;
+// A picture shown live goes out as JPEG, encoded from the frame's planes in
+// a few milliseconds; a saved one as PNG, exactly.
+constexpr int kLiveQuality = 90;
+
+void SendPicture(const PaddedFrame& picture, bool live, httplib::Response& res) {
+  std::vector<uint8_t> bytes;
   std::string error;
-  if (!EncodePng(image, fast, &png, &error)) {
+  const bool ok =
+      live ? EncodeJpeg(picture.frame, picture.width, picture.height, kLiveQuality, &bytes, &error)
+           : EncodePng(Unpad(picture), false, {}, &bytes, &error);
+  if (!ok) {
     res.status = 500;
     res.set_content(error, "text/plain");
-    return false;
+    return;
   }
-  res.set_content(reinterpret_cast<const char*>(png.data()), png.size(), "image/png");
-  return true;
+  res.set_content(reinterpret_cast<const char*>(bytes.data()), bytes.size(),
+                  live ? "image/jpeg" : "image/png");
 }
 
 }  // namespace
@@ -216,8 +223,8 @@ bool SendPng(const RgbImage& image, bool fast, httplib::Response& res) {
 // shrunk by a whole factor to fit the preview size.
 struct TuneServer::Picture {
   std::string name;
-  std::shared_ptr<const Nv21Frame> full;
-  std::shared_ptr<const Nv21Frame> work;
+  std::shared_ptr<const PaddedFrame> full;
+  std::shared_ptr<const PaddedFrame> work;
   int factor = 1;
 };
 
@@ -233,13 +240,14 @@ TuneServer::~TuneServer() = default;
 
 bool TuneServer::Start(std::string* error) { return renderer_.Start(error); }
 
-void TuneServer::SetPicture(const Nv21Frame& frame, const std::string& name) {
+void TuneServer::SetPicture(const PaddedFrame& picture, const std::string& name) {
   auto p = std::make_shared<Picture>();
   p->name = name;
-  p->full = std::make_shared<const Nv21Frame>(frame);
-  p->factor = ShrinkFactor(frame.width, frame.height, previewSize_);
-  p->work = p->factor == 1 ? p->full
-                           : std::make_shared<const Nv21Frame>(ShrinkToFit(frame, previewSize_));
+  p->full = std::make_shared<const PaddedFrame>(picture);
+  p->factor = ShrinkFactor(picture.width, picture.height, previewSize_);
+  p->work = p->factor == 1
+                ? p->full
+                : std::make_shared<const PaddedFrame>(ShrinkToFit(picture, previewSize_));
   std::lock_guard<std::mutex> lock(mutex_);
   picture_ = std::move(p);
 }
@@ -323,9 +331,9 @@ void TuneServer::Routes() {
     res.set_content(info.dump(), "application/json");
   });
 
-  http.Get("/api/before.png", [this](const httplib::Request&, httplib::Response& res) {
+  http.Get("/api/before.jpg", [this](const httplib::Request&, httplib::Response& res) {
     res.set_header("Cache-Control", "no-store");
-    SendPng(Nv21ToRgb(*Current()->work), true, res);
+    SendPicture(*Current()->work, true, res);
   });
 
   http.Get("/api/render", [this, refuse](const httplib::Request& req, httplib::Response& res) {
@@ -337,13 +345,13 @@ void TuneServer::Routes() {
     job.request = s.request;
     job.mode = s.mode;
     job.replaceable = !s.full;
+    const std::shared_ptr<const PaddedFrame> picture = s.full ? p->full : p->work;
+    job.frame = std::shared_ptr<const Nv21Frame>(picture, &picture->frame);
     if (s.full) {
-      job.frame = p->full;
       job.crop = s.crop;
       // A still larger than the preview goes through as a capture in blocks.
       if (p->factor > 1) job.mode = Mode::kCapture;
     } else {
-      job.frame = p->work;
       const int f = p->factor;
       job.crop = Crop{s.crop.x / f, s.crop.y / f, std::max(s.crop.w / f, s.crop.w > 0 ? 1 : 0),
                       std::max(s.crop.h / f, s.crop.h > 0 ? 1 : 0)};
@@ -371,7 +379,8 @@ void TuneServer::Routes() {
       res.set_header("Content-Disposition", "attachment; filename=\"posteffect-" +
                                                 std::to_string(s.request.effect->number) +
                                                 ".png\"");
-    SendPng(Nv21ToRgb(result.frame), !s.full, res);
+    SendPicture(PaddedFrame{std::move(result.frame), picture->width, picture->height}, !s.full,
+                res);
     // Where the time went (waiting and rendering, then converting and
     // encoding), for the browser's network panel and the round-trip script.
     const auto ms = [](auto d) { return std::chrono::duration<double, std::milli>(d).count(); };
@@ -402,20 +411,17 @@ void TuneServer::Routes() {
     const auto starts = [&](std::initializer_list<uint8_t> magic) {
       return bytes.size() >= magic.size() && std::equal(magic.begin(), magic.end(), bytes.begin());
     };
-    RgbImage image;
-    std::string error;
-    bool ok;
-    if (starts({0x89, 'P', 'N', 'G'})) {
-      ok = DecodePng(bytes, name, kMaxUploadPixels, &image, &error);
-    } else if (starts({0xFF, 0xD8, 0xFF})) {
-      ok = DecodeJpeg(bytes, name, kMaxUploadPixels, &image, &error);
-    } else {
+    const FileKind kind = starts({0x89, 'P', 'N', 'G'}) ? FileKind::kPng
+                          : starts({0xFF, 0xD8, 0xFF})  ? FileKind::kJpeg
+                                                        : FileKind::kUnknown;
+    if (kind == FileKind::kUnknown)
       return refuse(res, Refusal{415, "picture: " + name + " is not a JPEG or PNG picture"});
-    }
-    Nv21Frame frame;
-    if (!ok || !PictureToFrame(image, name, ctx_, &frame, &error))
+    Input in;
+    std::string error, note;
+    if (!DecodePicture(bytes, kind, name, kMaxUploadPixels, &in, &error, &note))
       return refuse(res, Refusal{422, "picture: " + error});
-    SetPicture(frame, name);
+    if (!note.empty()) Line(ctx_.err, "tune: note: " + note);
+    SetPicture(in.picture, name);
     res.set_content("{}", "application/json");
   });
 
@@ -429,10 +435,10 @@ void TuneServer::Routes() {
       return refuse(
           res, Refusal{400, "size: expected WxH up to " + SizeText(kMaxChartSide, kMaxChartSide) +
                                 ", W a multiple of 16 and H even, got " + Shown(text)});
-    Nv21Frame frame;
-    std::string error;
-    LoadInput("", true, size, ctx_, &frame, &error);
-    SetPicture(frame, "test chart");
+    Input in;
+    std::string error, note;
+    LoadInput("", true, size, &in, &error, &note);
+    SetPicture(in.picture, "test chart");
     res.set_content("{}", "application/json");
   });
 }

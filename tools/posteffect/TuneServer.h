@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "Commands.h"
+#include "CommandSupport.h"
 #include "TuneRenderer.h"
 
 namespace httplib {
@@ -24,7 +24,7 @@ class TuneServer {
   ~TuneServer();
 
   bool Start(std::string* error);  // the render thread and its service object
-  void SetPicture(const Nv21Frame& frame, const std::string& name);
+  void SetPicture(const PaddedFrame& picture, const std::string& name);
   // 0 picks a free port; returns the port bound, or -1.
   int Bind(int port);
   void Listen();  // until the process ends or Stop

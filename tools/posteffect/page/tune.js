@@ -155,7 +155,7 @@ async function loadInfo() {
   const p = state.info.picture;
   $('pictureName').textContent = `${p.name}, ${p.width}x${p.height}` +
     (p.factor > 1 ? ` (shown at 1/${p.factor}, saved at full size)` : '');
-  $('before').src = `/api/before.png?v=${++pictureVersion}`;
+  $('before').src = `/api/before.jpg?v=${++pictureVersion}`;
 }
 
 async function newPicture(request) {
