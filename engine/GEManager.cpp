@@ -5,6 +5,9 @@
 #include <posteffect/Globals.h>
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 #include "GECommon.h"
 #include "GEShader.h"
@@ -27,6 +30,17 @@ unsigned s_avgCount = 0;
 unsigned s_fpsFrames = 0;
 unsigned s_fpsStart = 0;
 
+// The exported display and context name the latest manager still up, so
+// that with one manager they are its own and with several they stay valid
+// while any runs.
+std::mutex s_publishedLock;
+std::vector<std::pair<EGLDisplay, EGLContext>> s_live;
+
+void Publish() {
+  g_eglDisplay = s_live.empty() ? nullptr : s_live.back().first;
+  g_eglContext = s_live.empty() ? nullptr : s_live.back().second;
+}
+
 }  // namespace
 
 const GEEffectEntry* GEEffectTable::Find(unsigned number) const {
@@ -46,7 +60,7 @@ GEManager::GEManager(GEEffectTable table) : m_table(table) {
 bool GEManager::SetUpEGL() {
   TearDownEGL("SetUpEGL");
   EGLint major = 0, minor = 0;
-  m_eglDisplay = pe::platform::OpenDisplay(&major, &minor);
+  m_eglDisplay = pe::platform::AcquireDisplay(&major, &minor);
   if (m_eglDisplay == EGL_NO_DISPLAY) {
     LOGE("[%s] m_eglDisplay failed - EGL_NO_DISPLAY", "GEManager");
     return false;
@@ -105,8 +119,12 @@ bool GEManager::SetUpEGL() {
     return false;
   }
   LOGD("[%s] eglMakeCurrent successfully", "GEManager");
-  g_eglDisplay = m_eglDisplay;
-  g_eglContext = m_eglContext;
+  SetWorkerEGL(m_eglDisplay, m_eglContext);
+  {
+    std::lock_guard<std::mutex> lock(s_publishedLock);
+    s_live.emplace_back(m_eglDisplay, m_eglContext);
+    Publish();
+  }
   m_bEGLReady = true;
   return true;
 }
@@ -114,11 +132,16 @@ bool GEManager::SetUpEGL() {
 GEManager::~GEManager() {
   Deinit();
   TearDownEGL("~GEManager");
-  g_eglContext = nullptr;
-  g_eglDisplay = nullptr;
 }
 
 void GEManager::TearDownEGL(const char* func) {
+  if (m_bEGLReady) {
+    std::lock_guard<std::mutex> lock(s_publishedLock);
+    s_live.erase(
+        std::find(s_live.begin(), s_live.end(), std::make_pair(m_eglDisplay, m_eglContext)));
+    Publish();
+    SetWorkerEGL(EGL_NO_DISPLAY, EGL_NO_CONTEXT);
+  }
   m_bEGLReady = false;
   if (m_eglDisplay == EGL_NO_DISPLAY) return;
   LOGI("[%s] eglMakeCurrent", func);
@@ -133,8 +156,9 @@ void GEManager::TearDownEGL(const char* func) {
     eglDestroyContext(m_eglDisplay, m_eglContext);
     m_eglContext = EGL_NO_CONTEXT;
   }
+  // Terminated by the last manager of the process only.
   LOGI("[%s] eglTerminate", func);
-  eglTerminate(m_eglDisplay);
+  pe::platform::ReleaseDisplay(m_eglDisplay);
   m_eglDisplay = EGL_NO_DISPLAY;
 }
 

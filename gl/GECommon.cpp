@@ -3,6 +3,7 @@
 #include <EGL/egl.h>
 #include <GLES2/gl2.h>
 #include <pe/Log.h>
+#include <posteffect/Globals.h>
 #include <sys/time.h>
 
 #include <cstdint>
@@ -30,7 +31,23 @@ const char* NameOf(const char* const (&table)[N], unsigned code, unsigned first)
   return code >= first && code - first < N ? table[code - first] : "";
 }
 
+thread_local EGLDisplay t_workerDisplay = EGL_NO_DISPLAY;
+thread_local EGLContext t_workerContext = EGL_NO_CONTEXT;
+
 }  // namespace
+
+void SetWorkerEGL(EGLDisplay display, EGLContext context) {
+  t_workerDisplay = display;
+  t_workerContext = context;
+}
+
+EGLDisplay WorkerEGLDisplay() {
+  return t_workerDisplay != EGL_NO_DISPLAY ? t_workerDisplay : g_eglDisplay;
+}
+
+EGLContext WorkerEGLContext() {
+  return t_workerDisplay != EGL_NO_DISPLAY ? t_workerContext : g_eglContext;
+}
 
 unsigned CheckGLError(const char* func, const char* call) {
   const GLenum code = glGetError();

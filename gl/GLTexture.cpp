@@ -3,7 +3,6 @@
 #include <gralloc/IAllocController.h>
 #include <pe/Log.h>
 #include <pe/Platform.h>
-#include <posteffect/Globals.h>
 
 #include <cstdint>
 
@@ -61,7 +60,7 @@ GLTexture::~GLTexture() {
 void GLTexture::Release(const char* func) {
   m_pHandle = nullptr;
   if (m_image != EGL_NO_IMAGE_KHR) {
-    if (g_eglDisplay != eglGetCurrentDisplay()) LogBanner(func, "unequal display");
+    if (m_display != eglGetCurrentDisplay()) LogBanner(func, "unequal display");
     LOGI("[%s] eglDestroyImageKHR", func);
     // An image belongs to the display it was made on, whatever is current.
     pe::platform::DestroyNativeBufferImage(m_display, m_image);
@@ -95,8 +94,8 @@ unsigned GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned 
   EGLContext context = eglGetCurrentContext();
   if (!CheckEGLError("GLTexture::Init", "eglGetCurrentContext")) return 0;
   // Tolerated: a texture may be made before the manager publishes its context.
-  if (display != g_eglDisplay) LogBanner("GLTexture::Init", "unequal display");
-  if (context != g_eglContext) LogBanner("GLTexture::Init", "unequal context");
+  if (display != WorkerEGLDisplay()) LogBanner("GLTexture::Init", "unequal display");
+  if (context != WorkerEGLContext()) LogBanner("GLTexture::Init", "unequal context");
 
   Release("GLTexture::Init");
   m_display = display;

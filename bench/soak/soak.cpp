@@ -57,10 +57,9 @@ const char kUsage[] =
     "descriptors and GL objects must be where they were after it. Memory fails when the\n"
     "median growth of the last four fifths, times four, exceeds the slack: a leak grows\n"
     "in every fifth, while the allocator taking a new region once is a single step.\n"
-    "Every stop ends the worker's EGL display, and Mesa unloads its driver then without\n"
-    "giving all of its memory back (about 12 kB a cycle on llvmpipe); to see the library's\n"
-    "own figures, keep the driver loaded by preloading tests/support/keep_modules.c built\n"
-    "as a shared library.\n";
+    "The last stop in the process terminates the EGL display. Mesa unloads its driver then\n"
+    "without giving all of its memory back, so the library keeps the driver's modules\n"
+    "loaded; the figures are the library's own.\n";
 
 struct Figures {
   long rssKb, fds;

@@ -1,6 +1,11 @@
+#include <dlfcn.h>
+#include <link.h>
 #include <pe/Platform.h>
 
+#include <algorithm>
 #include <cstring>
+#include <mutex>
+#include <string>
 #include <vector>
 
 namespace pe {
@@ -54,7 +59,67 @@ std::vector<EGLint> Adjusted(const std::vector<EGLint>& attribs, EGLint name, EG
   return out;
 }
 
+// The display every manager of the process shares, and how many hold it.
+std::mutex g_sharedLock;
+EGLDisplay g_shared = EGL_NO_DISPLAY;
+EGLint g_sharedMajor = 0, g_sharedMinor = 0;
+unsigned g_sharedUsers = 0;
+
+std::vector<std::string> LoadedModules() {
+  std::vector<std::string> names;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, size_t, void* out) {
+        if (info->dlpi_name && *info->dlpi_name)
+          static_cast<std::vector<std::string>*>(out)->push_back(info->dlpi_name);
+        return 0;
+      },
+      &names);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Mesa unloads its driver at every eglTerminate and loads it anew at the next
+// eglInitialize, and each load keeps some memory for good: a camera server
+// that starts a session per camera would grow without end, and pay for the
+// load at every start. What appeared while the display initialised is that
+// driver and what it needs, whatever its name on this machine; marked never
+// to unload. Holding the display initialised instead would also keep the
+// driver's per-display state while no camera runs.
+void KeepModulesLoadedSince(const std::vector<std::string>& before) {
+  for (const std::string& name : LoadedModules()) {
+    if (std::binary_search(before.begin(), before.end(), name)) continue;
+    // The reference taken here is never given back, deliberately.
+    dlopen(name.c_str(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
 }  // namespace
+
+EGLDisplay AcquireDisplay(EGLint* major, EGLint* minor) {
+  std::lock_guard<std::mutex> lock(g_sharedLock);
+  if (g_sharedUsers == 0) {
+    const std::vector<std::string> before = LoadedModules();
+    g_shared = OpenDisplay(&g_sharedMajor, &g_sharedMinor);
+    if (g_shared == EGL_NO_DISPLAY) return EGL_NO_DISPLAY;
+    KeepModulesLoadedSince(before);
+  }
+  ++g_sharedUsers;
+  if (major) *major = g_sharedMajor;
+  if (minor) *minor = g_sharedMinor;
+  return g_shared;
+}
+
+bool ReleaseDisplay(EGLDisplay display) {
+  std::lock_guard<std::mutex> lock(g_sharedLock);
+  if (g_sharedUsers == 0 || display != g_shared) return false;
+  // Under the lock, so that a manager starting now waits for a fresh display
+  // rather than getting one about to be terminated.
+  if (--g_sharedUsers == 0) {
+    eglTerminate(g_shared);
+    g_shared = EGL_NO_DISPLAY;
+  }
+  return true;
+}
 
 EGLDisplay OpenDisplay(EGLint* major, EGLint* minor) {
   EGLDisplay d = TryInitialize(eglGetDisplay(EGL_DEFAULT_DISPLAY), major, minor);

@@ -1,7 +1,10 @@
 // Eight callers share one service and issue every call, stop and start
 // included, while frames are in flight. Each result must be one the call can
 // give, and each frame ends either as it was handed over or whole as a single
-// caller gets it from one of the two looks in play.
+// caller gets it from one of the two looks in play. Two services in one
+// process, as two cameras would use them, each give a lone service's frames
+// while the other stops and starts, and neither complains in the log.
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -35,13 +38,28 @@ class ManyCallers : public pe::test::PublicService {
     SharedNv21 shm(kW, kH), still(2 * kW, 2 * kH);
     // The vignette last: a frame after its still shows whether the look survives.
     for (int i = 1; i >= 0; --i) {
-      ASSERT_EQ(Params(kLooks[i]), 0);
-      ASSERT_EQ(m_fx->setCrop(0, 0, kW, kH), 0);
-      ASSERT_EQ(m_fx->startPreview(kW, kH), 0);
+      Session(m_fx, i);
       m_preview[i] = Preview(shm, m_frame).data;
       ASSERT_EQ(Capture(still, m_still), 0);
       m_captured[i] = still.Get().data;
       ASSERT_TRUE(m_preview[i] != m_frame.data && m_captured[i] != m_still.data);
+    }
+  }
+
+  // A camera session on fx showing look, and its frames, which must be what
+  // this service gave alone.
+  void Session(IPostEffect* fx, int look) {
+    ASSERT_EQ(fx->start(), 0);
+    ASSERT_EQ(fx->setParameters(android::String8(kLooks[look])), 0);
+    ASSERT_EQ(fx->setCrop(0, 0, kW, kH), 0);
+    ASSERT_EQ(fx->startPreview(kW, kH), 0);
+  }
+  void Frames(IPostEffect* fx, int look) {
+    SharedNv21 shm(kW, kH);
+    for (int n = 0; n < 3; ++n) {
+      shm.Put(m_frame);
+      ASSERT_EQ(fx->handlePreview(shm.fd(), shm.base(), shm.offset()), 0);
+      ASSERT_EQ(shm.Get().data, m_preview[look]) << "look " << look;
     }
   }
 
@@ -82,22 +100,41 @@ class ManyCallers : public pe::test::PublicService {
   Bytes m_preview[2], m_captured[2];
 };
 
-TEST_F(ManyCallers, APreviewFrameAfterAStillKeepsTheLookAndCrop) {
-  SharedNv21 shm(kW, kH);
-  EXPECT_EQ(Preview(shm, m_frame).data, m_preview[0]);
-}
-
 TEST_F(ManyCallers, EveryCallFromEightThreadsGivesADocumentedResultAndWholeFrames) {
   std::vector<std::thread> callers;
   for (int t = 0; t < kCallers; ++t) callers.emplace_back([this, t] { Caller(t + 1); });
   for (std::thread& t : callers) t.join();
 
   // And the service works again for one caller.
-  ASSERT_EQ(m_fx->start(), 0);
-  ASSERT_EQ(Params(kLooks[0]), 0);
-  ASSERT_EQ(m_fx->startPreview(kW, kH), 0);
-  SharedNv21 shm(kW, kH);
-  EXPECT_EQ(Preview(shm, m_frame).data, m_preview[0]);
+  Session(m_fx, 0);
+  Frames(m_fx, 0);
 }
+
+class TwoServices : public ManyCallers, public ::testing::WithParamInterface<int> {};
+
+// Service i shows look i, each on a thread of its own; one stops under the
+// other, which then shows the look the stopped one had, and comes back.
+TEST_P(TwoServices, EachGivesALoneServicesFramesWhileTheOtherStopsAndRestarts) {
+  IPostEffect* const fx[] = {m_fx, createPostEffect()};
+  const int stopper = GetParam(), runner = 1 - stopper;
+  auto together = [](const std::function<void()>& a, const std::function<void()>& b) {
+    std::thread t(a);
+    b();
+    t.join();
+  };
+  // The first service's first frame follows the fixture's still.
+  together([&] { Frames(fx[0], 0); }, [&] { Session(fx[1], 1), Frames(fx[1], 1); });
+  together([&] { fx[stopper]->stop(); }, [&] { Frames(fx[runner], runner); });
+  Session(fx[runner], stopper);  // new GL objects made, old ones deleted, alone
+  Frames(fx[runner], stopper);
+  together([&] { Session(fx[stopper], runner), Frames(fx[stopper], runner); },
+           [&] { Session(fx[runner], runner), Frames(fx[runner], runner); });
+  together([&] { fx[1]->stop(); }, [&] { fx[0]->stop(); });
+  destroyPostEffect(fx[1]);
+  for (const pe::test::LogLine& l : m_log.Lines())
+    EXPECT_LT(l.priority, ANDROID_LOG_ERROR) << l.tag << ": " << l.text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Stopper, TwoServices, ::testing::Values(0, 1));
 
 }  // namespace

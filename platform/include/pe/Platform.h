@@ -20,6 +20,16 @@ namespace platform {
 // The display is initialised on return; *major/*minor receive the version.
 EGLDisplay OpenDisplay(EGLint* major, EGLint* minor);
 
+// The process's display, shared by every manager: the first user opens it
+// (as OpenDisplay), later ones get the same display, and the last
+// ReleaseDisplay terminates it. The driver modules its initialisation loads
+// stay loaded for the life of the process. Thread-safe. EGL_NO_DISPLAY when
+// none opens; no reference is taken then.
+EGLDisplay AcquireDisplay(EGLint* major, EGLint* minor);
+// Gives back one reference taken by AcquireDisplay; false (and nothing
+// done) for a display not acquired.
+bool ReleaseDisplay(EGLDisplay display);
+
 // eglChooseConfig with the given list, then the fallbacks a headless display
 // needs (pbuffer-only surfaces, any stencil size).
 EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attribs, EGLConfig* configs,
