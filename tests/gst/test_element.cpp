@@ -163,13 +163,10 @@ const Case kCapture[] = {
      {960, 540, 1200, 540},
      true},
 };
+// 630 pads to the library's grouping.
 INSTANTIATE_TEST_SUITE_P(Previews, ElementMatchesLibrary,
                          testing::Combine(testing::ValuesIn(kPreviews), testing::Values(640, 630),
-                                          testing::Values("NV21")));
-// Vintage moves both chroma planes; 630 pads to the library's grouping.
-INSTANTIATE_TEST_SUITE_P(Formats, ElementMatchesLibrary,
-                         testing::Combine(testing::Values(kPreviews[1]), testing::Values(630),
-                                          testing::Values("NV12", "I420")));
+                                          testing::Values("NV21", "NV12", "I420")));
 INSTANTIATE_TEST_SUITE_P(Capture, ElementMatchesLibrary,
                          testing::Combine(testing::ValuesIn(kCapture), testing::Values(0),
                                           testing::Values("I420")));
@@ -215,9 +212,8 @@ std::mutex g_logMutex;
 std::string g_errors;
 
 void KeepErrors(const __android_logger_data* data, const char* message) {
-  if (data->priority < ANDROID_LOG_ERROR) return;
   std::lock_guard<std::mutex> lock(g_logMutex);
-  g_errors += std::string(data->tag ? data->tag : "") + ": " + message + "\n";
+  if (data->priority >= ANDROID_LOG_ERROR) g_errors += std::string(message) + "\n";
 }
 
 Nv21Frame Pull(GstElement* sink, const GstVideoInfo& info) {
