@@ -30,16 +30,14 @@ case $case in
     [ "$(stat -c %s "$work/vintage.jpg")" -gt 10000 ]
     ! cmp -s "$work/bypass.jpg" "$work/vintage.jpg"
     ;;
-  decoder_and_camera_formats)
-    # What decoders and cameras give links straight to the element.
+  decoder_formats)
+    # What decoders give links straight to the element.
     gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,format=I420,width=320,height=180 \
       ! x264enc ! mp4mux ! filesink location="$work/in.mp4"
     gst-launch-1.0 -q filesrc location="$work/in.mp4" ! decodebin ! posteffect effect=vignette \
       ! x264enc ! mp4mux ! filesink location="$work/out.mp4"
     [ "$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames \
       -of csv=p=0 "$work/out.mp4")" = 10 ]
-    gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,format=NV12,width=320,height=180 \
-      ! posteffect effect=vintage ! video/x-raw,format=NV12 ! fakesink
     ;;
   *)
     echo "unknown case $case" >&2
