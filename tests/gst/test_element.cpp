@@ -108,10 +108,8 @@ struct Harness {
   // Through the element at GStreamer's own strides, back as a tight frame.
   Nv21Frame Push(const Nv21Frame& f) {
     EXPECT_EQ(gst_harness_push(h, ToBuffer(f, info)), GST_FLOW_OK);
-    GstBuffer* out = gst_harness_pull(h);
-    const Nv21Frame result = FromBuffer(out, info);
-    gst_buffer_unref(out);
-    return result;
+    g_autoptr(GstBuffer) out = gst_harness_pull(h);
+    return FromBuffer(out, info);
   }
 };
 
@@ -217,11 +215,9 @@ void KeepErrors(const __android_logger_data* data, const char* message) {
 }
 
 Nv21Frame Pull(GstElement* sink, const GstVideoInfo& info) {
-  GstSample* sample = nullptr;
+  g_autoptr(GstSample) sample = nullptr;
   g_signal_emit_by_name(sink, "pull-sample", &sample);
-  const Nv21Frame f = FromBuffer(sample ? gst_sample_get_buffer(sample) : nullptr, info);
-  if (sample) gst_sample_unref(sample);
-  return f;
+  return FromBuffer(sample ? gst_sample_get_buffer(sample) : nullptr, info);
 }
 
 // Two elements after a tee, one set to NULL and removed mid-stream: the

@@ -11,10 +11,8 @@ rm -rf "$work" && mkdir -p "$work" && cd "$work"
 # process-lifetime allocation a sanitized tool would report.
 export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 fail() { echo "$*" >&2 && exit 1; }
-streams() { # "audio,FRAMES video,FRAMES"
-  ffprobe -v error -count_frames -show_entries stream=codec_type,nb_read_frames -of csv=p=0 "$1" |
-    sort | paste -sd' ' -
-}
+streams() { ffprobe -v error -count_frames -show_entries stream=codec_type,nb_read_frames \
+  -of csv=p=0 "$1" | sort | paste -sd' ' -; } # "audio,FRAMES video,FRAMES"
 seconds() { ffprobe -v error -show_entries format=duration -of csv=p=0 "$1"; }
 psnr() { # A B.nv21: mean PSNR over every frame and plane
   ffmpeg -nostdin -i "$1" -f rawvideo -pix_fmt nv21 -s 320x180 -i "$2" -lavfi psnr -f null - 2>&1 |
