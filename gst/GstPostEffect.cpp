@@ -1,18 +1,21 @@
 /**
  * SECTION:element-posteffect
  *
- * Applies one of the library's GPU effects to NV21 video in place. Preview
- * mode processes every buffer as a camera preview frame; capture mode
- * processes every buffer as a still, walked in blocks of preview-size so
- * that GPU memory stays bounded whatever the still's size.
+ * Applies one of the library's GPU effects to video in place: NV21 as
+ * cameras hand it to the library, NV12 and I420 as decoders and cameras give
+ * it, each given back in its own format. Preview mode processes every buffer
+ * as a camera preview frame; capture mode processes every buffer as a still,
+ * walked in blocks of preview-size so that GPU memory stays bounded whatever
+ * the still's size.
  *
  * ## Example launch lines
  * |[
- * gst-launch-1.0 v4l2src ! videoconvert ! video/x-raw,format=NV21 ! \
- *     posteffect effect=vignette param1=640,360,900,360 ! videoconvert ! autovideosink
- * gst-launch-1.0 filesrc location=in.jpg ! jpegdec ! videoconvert ! \
- *     video/x-raw,format=NV21 ! posteffect mode=capture preview-size=1280x720 \
- *     effect=vintage param0=3,0,0,0 ! videoconvert ! jpegenc ! filesink location=out.jpg
+ * gst-launch-1.0 v4l2src ! video/x-raw,format=NV12 ! \
+ *     posteffect effect=vignette param1=640,360,900,360 ! autovideosink
+ * gst-launch-1.0 filesrc location=in.mp4 ! decodebin ! posteffect effect=dof ! \
+ *     x264enc ! mp4mux ! filesink location=out.mp4
+ * gst-launch-1.0 filesrc location=in.jpg ! jpegdec ! posteffect mode=capture \
+ *     preview-size=1280x720 effect=vintage param0=3,0,0,0 ! jpegenc ! filesink location=out.jpg
  * ]|
  */
 #include "GstPostEffect.h"
@@ -64,11 +67,14 @@ struct Settings {
   unsigned generation = 0;
 };
 
+struct Layout;
+
 // Streaming-thread state: the service object and the frame it is handed.
 struct Stream {
   IPostEffect* service = nullptr;
   pe::cli::SharedHeap heap;
   int width = 0, height = 0;        // the caps
+  const Layout* layout = nullptr;   // how the caps' format holds chroma
   int libWidth = 0, libHeight = 0;  // the frame the library takes
   bool previewing = false;
   PostEffectMode mode = MODE_PREVIEW;
@@ -92,12 +98,14 @@ namespace {
 
 GstStaticPadTemplate kSinkTemplate = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
-    GST_STATIC_CAPS("video/x-raw, format = (string) NV21, width = (int) [ 1, 16384 ], "
-                    "height = (int) [ 1, 16384 ], framerate = (fraction) [ 0, MAX ]"));
+    GST_STATIC_CAPS(
+        "video/x-raw, format = (string) { NV21, NV12, I420 }, width = (int) [ 1, 16384 ], "
+        "height = (int) [ 1, 16384 ], framerate = (fraction) [ 0, MAX ]"));
 GstStaticPadTemplate kSrcTemplate = GST_STATIC_PAD_TEMPLATE(
     "src", GST_PAD_SRC, GST_PAD_ALWAYS,
-    GST_STATIC_CAPS("video/x-raw, format = (string) NV21, width = (int) [ 1, 16384 ], "
-                    "height = (int) [ 1, 16384 ], framerate = (fraction) [ 0, MAX ]"));
+    GST_STATIC_CAPS(
+        "video/x-raw, format = (string) { NV21, NV12, I420 }, width = (int) [ 1, 16384 ], "
+        "height = (int) [ 1, 16384 ], framerate = (fraction) [ 0, MAX ]"));
 
 std::string Nick(const char* name) {
   std::string nick;
@@ -241,28 +249,76 @@ int Apply(GstPostEffect* self, const Settings& s) {
   return PE_RESULT_DONE;
 }
 
+// One chroma row between a frame's layout and the library's V,U pairs,
+// pairs pairs long. Plain loops over whole rows: the compiler vectorises them.
+using ChromaIn = void (*)(const uint8_t* p1, const uint8_t* p2, uint8_t* vu, int pairs);
+using ChromaOut = void (*)(const uint8_t* vu, uint8_t* p1, uint8_t* p2, int pairs);
+
+void CopyPairs(const uint8_t* __restrict src, const uint8_t*, uint8_t* __restrict dst, int pairs) {
+  std::memcpy(dst, src, static_cast<size_t>(pairs) * 2);
+}
+// U,V pairs to V,U pairs and back.
+void SwapPairs(const uint8_t* __restrict src, const uint8_t*, uint8_t* __restrict dst, int pairs) {
+  for (int i = 0; i < pairs; ++i) {
+    dst[2 * i] = src[2 * i + 1];
+    dst[2 * i + 1] = src[2 * i];
+  }
+}
+void Interleave(const uint8_t* __restrict u, const uint8_t* __restrict v, uint8_t* __restrict vu,
+                int pairs) {
+  for (int i = 0; i < pairs; ++i) {
+    vu[2 * i] = v[i];
+    vu[2 * i + 1] = u[i];
+  }
+}
+void CopyPairsOut(const uint8_t* __restrict src, uint8_t* __restrict dst, uint8_t*, int pairs) {
+  std::memcpy(dst, src, static_cast<size_t>(pairs) * 2);
+}
+void SwapPairsOut(const uint8_t* __restrict src, uint8_t* __restrict dst, uint8_t*, int pairs) {
+  SwapPairs(src, nullptr, dst, pairs);
+}
+void Deinterleave(const uint8_t* __restrict vu, uint8_t* __restrict u, uint8_t* __restrict v,
+                  int pairs) {
+  for (int i = 0; i < pairs; ++i) {
+    v[i] = vu[2 * i];
+    u[i] = vu[2 * i + 1];
+  }
+}
+
+struct Layout {
+  GstVideoFormat format;
+  ChromaIn in;
+  ChromaOut out;
+};
+// The formats the sink takes; the source gives back the one it was given.
+constexpr Layout kLayouts[] = {{GST_VIDEO_FORMAT_NV21, CopyPairs, CopyPairsOut},
+                               {GST_VIDEO_FORMAT_NV12, SwapPairs, SwapPairsOut},
+                               {GST_VIDEO_FORMAT_I420, Interleave, Deinterleave}};
+
+uint8_t* Row(const GstVideoFrame* f, int plane, int y) {
+  if (plane >= static_cast<int>(GST_VIDEO_FRAME_N_PLANES(f))) return nullptr;
+  return static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(f, plane)) +
+         static_cast<size_t>(y) * GST_VIDEO_FRAME_PLANE_STRIDE(f, plane);
+}
+
 // The visible frame into the library's contiguous one, the right column and
 // bottom row repeated into the padding.
 void CopyIn(const GstVideoFrame* f, const Stream& st, uint8_t* dst) {
   const int w = st.width, lw = st.libWidth;
-  const int chromaBytes = (w + 1) / 2 * 2;
   for (int y = 0; y < st.libHeight; ++y) {
-    const uint8_t* src =
-        static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(f, 0)) +
-        static_cast<size_t>(std::min(y, st.height - 1)) * GST_VIDEO_FRAME_PLANE_STRIDE(f, 0);
+    const uint8_t* src = Row(f, 0, std::min(y, st.height - 1));
     uint8_t* row = dst + static_cast<size_t>(y) * lw;
     std::memcpy(row, src, w);
     std::memset(row + w, src[w - 1], lw - w);
   }
   uint8_t* chroma = dst + static_cast<size_t>(lw) * st.libHeight;
+  const int pairs = (w + 1) / 2;
   for (int y = 0; y < st.libHeight / 2; ++y) {
-    const uint8_t* src = static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(f, 1)) +
-                         static_cast<size_t>(y) * GST_VIDEO_FRAME_PLANE_STRIDE(f, 1);
     uint8_t* row = chroma + static_cast<size_t>(y) * lw;
-    std::memcpy(row, src, chromaBytes);
-    for (int x = chromaBytes; x < lw; x += 2) {
-      row[x] = src[chromaBytes - 2];
-      row[x + 1] = src[chromaBytes - 1];
+    st.layout->in(Row(f, 1, y), Row(f, 2, y), row, pairs);
+    for (int x = pairs * 2; x < lw; x += 2) {
+      row[x] = row[pairs * 2 - 2];
+      row[x + 1] = row[pairs * 2 - 1];
     }
   }
 }
@@ -270,14 +326,11 @@ void CopyIn(const GstVideoFrame* f, const Stream& st, uint8_t* dst) {
 void CopyOut(const uint8_t* src, const Stream& st, GstVideoFrame* f) {
   const int lw = st.libWidth;
   for (int y = 0; y < st.height; ++y)
-    std::memcpy(static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(f, 0)) +
-                    static_cast<size_t>(y) * GST_VIDEO_FRAME_PLANE_STRIDE(f, 0),
-                src + static_cast<size_t>(y) * lw, st.width);
+    std::memcpy(Row(f, 0, y), src + static_cast<size_t>(y) * lw, st.width);
   const uint8_t* chroma = src + static_cast<size_t>(lw) * st.libHeight;
   for (int y = 0; y < (st.height + 1) / 2; ++y)
-    std::memcpy(static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(f, 1)) +
-                    static_cast<size_t>(y) * GST_VIDEO_FRAME_PLANE_STRIDE(f, 1),
-                chroma + static_cast<size_t>(y) * lw, (st.width + 1) / 2 * 2);
+    st.layout->out(chroma + static_cast<size_t>(y) * lw, Row(f, 1, y), Row(f, 2, y),
+                   (st.width + 1) / 2);
 }
 
 // --- GstBaseTransform / GstVideoFilter -----------------------------------
@@ -310,6 +363,11 @@ gboolean Stop(GstBaseTransform* trans) {
 gboolean SetInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* in, GstCaps*, GstVideoInfo*) {
   GstPostEffect* self = GST_POST_EFFECT(filter);
   Stream& st = *self->stream;
+  const GstVideoFormat format = GST_VIDEO_INFO_FORMAT(in);
+  st.layout = std::find_if(std::begin(kLayouts), std::end(kLayouts),
+                           [format](const Layout& l) { return l.format == format; });
+  // The pad templates admit no other format.
+  g_return_val_if_fail(st.layout != std::end(kLayouts), FALSE);
   st.width = GST_VIDEO_INFO_WIDTH(in);
   st.height = GST_VIDEO_INFO_HEIGHT(in);
   st.libWidth = (st.width + kWidthStep - 1) / kWidthStep * kWidthStep;
@@ -318,8 +376,9 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* in, GstCaps*, G
     GST_ERROR_OBJECT(self, "width %d exceeds the library's %d", st.width, kMaxSide);
     return FALSE;
   }
-  GST_DEBUG_OBJECT(self, "frames %dx%d through a %dx%d library frame", st.width, st.height,
-                   st.libWidth, st.libHeight);
+  GST_DEBUG_OBJECT(self, "%s frames %dx%d through a %dx%d library frame",
+                   gst_video_format_to_string(format), st.width, st.height, st.libWidth,
+                   st.libHeight);
   std::string error;
   if (!st.heap.Create(static_cast<size_t>(st.libWidth) * st.libHeight * 3 / 2, 1, &error)) {
     GST_ELEMENT_ERROR(self, RESOURCE, NO_SPACE_LEFT, ("posteffect: %s", error.c_str()), (nullptr));
@@ -497,7 +556,8 @@ static void gst_post_effect_class_init(GstPostEffectClass* klass) {
 
   gst_element_class_set_static_metadata(
       element, "Post effect", "Filter/Effect/Video",
-      "Applies libposteffect's GPU effects to NV21 video in place", "libposteffect developers");
+      "Applies libposteffect's GPU effects to NV21, NV12 or I420 video in place",
+      "libposteffect developers");
   gst_element_class_add_static_pad_template(element, &kSinkTemplate);
   gst_element_class_add_static_pad_template(element, &kSrcTemplate);
   gst_type_mark_as_plugin_api(EffectEnumType(), static_cast<GstPluginAPIFlags>(0));
@@ -523,5 +583,5 @@ static gboolean plugin_init(GstPlugin* plugin) {
 }
 
 GST_PLUGIN_DEFINE(GST_VERSION_MAJOR, GST_VERSION_MINOR, posteffect,
-                  "GPU post effects on NV21 video", plugin_init, PE_VERSION, "MIT/X11",
-                  "libposteffect", "libposteffect source tree")
+                  "GPU post effects on NV21, NV12 and I420 video", plugin_init, PE_VERSION,
+                  "MIT/X11", "libposteffect", "libposteffect source tree")

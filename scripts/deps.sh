@@ -9,6 +9,7 @@ pkgs=(build-essential cmake pkg-config clang libclang-rt-14-dev
       g++-aarch64-linux-gnu qemu-user
       libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
       gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-gl
+      gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-libav
       libcpp-httplib-dev nlohmann-json3-dev chromium chromium-driver)
 missing=()
 for p in "${pkgs[@]}"; do

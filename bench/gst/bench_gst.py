@@ -5,13 +5,14 @@ Every pipeline has the same shape: videotestsrc -> NV21 WxH -> effect -> NV21
 -> fakesink. The cost per frame is marginal: (long run - short run) / extra
 frames, so start-up (GL context, shader compilation) drops out. Each figure
 is the median of --reps runs; the source-only pipeline is subtracted before
-the ratios.
+the ratios. --formats NV21,NV12,I420 adds a row per format for each effect
+(the element takes them all), net of that format's own source.
 
 FFmpeg's CPU filters run in the same run on the same NV21 frames (the
 source's frames written to a file once), single-threaded, NV21 in and out,
 net of FFmpeg reading the frames alone.
 
-usage: bench/gst/bench_gst.py BUILD_DIR [--reps 3] [--short 5] [--long 25]
+usage: bench/gst/bench_gst.py BUILD_DIR [--reps 3] [--short 5] [--long 25] [--formats NV21]
 """
 import argparse
 import os
@@ -31,24 +32,24 @@ GL = ("glupload ! glcolorconvert ! gleffects effect={} ! glcolorconvert ! gldown
       "video/x-raw,format=NV21")
 
 
-def pipeline(stage, w, h, frames):
-    caps = f"video/x-raw,format=NV21,width={w},height={h},framerate=30/1"
+def pipeline(stage, w, h, frames, fmt="NV21"):
+    caps = f"video/x-raw,format={fmt},width={w},height={h},framerate=30/1"
     middle = f" ! {stage}" if stage else ""
     return f"videotestsrc num-buffers={frames} pattern=smpte ! {caps}{middle} ! fakesink sync=false"
 
 
-def run(stage, w, h, frames, env):
-    cmd = ["gst-launch-1.0", "-q"] + pipeline(stage, w, h, frames).split()
+def run(stage, w, h, frames, env, fmt="NV21"):
+    cmd = ["gst-launch-1.0", "-q"] + pipeline(stage, w, h, frames, fmt).split()
     t0 = time.monotonic()
     subprocess.run(cmd, env=env, check=True, stdout=subprocess.DEVNULL)
     return time.monotonic() - t0
 
 
-def marginal_ms(stage, w, h, args, env):
+def marginal_ms(stage, w, h, args, env, fmt="NV21"):
     samples = []
     for _ in range(args.reps):
-        long_s = run(stage, w, h, args.long, env)
-        short_s = run(stage, w, h, args.short, env)
+        long_s = run(stage, w, h, args.long, env, fmt)
+        short_s = run(stage, w, h, args.short, env, fmt)
         samples.append((long_s - short_s) * 1000.0 / (args.long - args.short))
     return statistics.median(samples)
 
@@ -107,6 +108,7 @@ def main():
     p.add_argument("--long", type=int, default=25)
     p.add_argument("--effects", default=",".join(SINGLE_PASS + BLURS))
     p.add_argument("--no-ffmpeg", action="store_true", help="skip FFmpeg's rows")
+    p.add_argument("--formats", default="NV21", help="posteffect rows per format, NV21 first")
     args = p.parse_args()
     env = dict(os.environ)
     env["GST_PLUGIN_PATH_1_0"] = os.path.join(os.path.abspath(args.build), "gst")
@@ -121,6 +123,7 @@ def main():
           "net = minus source only")
     for w, h in SIZES:
         base = marginal_ms(None, w, h, args, env)
+        bases = {f: marginal_ms(None, w, h, args, env, f) for f in args.formats.split(",")[1:]}
         ident = marginal_ms(GL.format("identity"), w, h, args, env) - base
         blur = marginal_ms(GL.format("blur"), w, h, args, env) - base
         print(f"\n{w}x{h}: source only {base:.2f} ms")
@@ -134,6 +137,9 @@ def main():
             safe = max(net, 1e-3)
             vs_blur = f"{blur / safe:11.2f}x" if kind == "blur" else f"{'-':>12}"
             print(f"{'posteffect ' + effect:<28}{net:8.2f}{ident / safe:15.2f}x{vs_blur}")
+            for fmt, fbase in bases.items():
+                fnet = marginal_ms(f"posteffect effect={effect}", w, h, args, env, fmt) - fbase
+                print(f"{'  ' + fmt:<28}{fnet:8.2f}{ident / max(fnet, 1e-3):15.2f}x")
             sys.stdout.flush()
         if not args.no_ffmpeg:
             args.measure = lambda e: marginal_ms(f"posteffect effect={e}", w, h, args, env) - base

@@ -20,14 +20,24 @@ case $case in
   jpeg_capture_roundtrip)
     gst-launch-1.0 -q videotestsrc num-buffers=1 pattern=smpte ! video/x-raw,width=1600,height=1200 \
       ! jpegenc ! filesink location="$work/in.jpg"
+    # jpegdec gives I420: no converter on either side.
     for effect in bypass vintage; do
-      gst-launch-1.0 -q filesrc location="$work/in.jpg" ! jpegdec ! videoconvert \
-        ! video/x-raw,format=NV21 ! posteffect mode=capture preview-size=640x480 effect=$effect \
-        ! videoconvert ! jpegenc ! filesink location="$work/$effect.jpg"
+      gst-launch-1.0 -q filesrc location="$work/in.jpg" ! jpegdec \
+        ! posteffect mode=capture preview-size=640x480 effect=$effect \
+        ! jpegenc ! filesink location="$work/$effect.jpg"
     done
     # A full-size JPEG came out, and the effect changed it.
     [ "$(stat -c %s "$work/vintage.jpg")" -gt 10000 ]
     ! cmp -s "$work/bypass.jpg" "$work/vintage.jpg"
+    ;;
+  decoder_formats)
+    # What decoders give links straight to the element.
+    gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,format=I420,width=320,height=180 \
+      ! x264enc ! mp4mux ! filesink location="$work/in.mp4"
+    gst-launch-1.0 -q filesrc location="$work/in.mp4" ! decodebin ! posteffect effect=vignette \
+      ! x264enc ! mp4mux ! filesink location="$work/out.mp4"
+    [ "$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames \
+      -of csv=p=0 "$work/out.mp4")" = 10 ]
     ;;
   *)
     echo "unknown case $case" >&2

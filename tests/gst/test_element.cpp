@@ -1,9 +1,11 @@
 // The element in the check harness, every byte compared with the library run directly.
+#include <android/log.h>
 #include <gst/check/gstharness.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
 #include <posteffect/IPostEffect.h>
 
+#include <mutex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -46,44 +48,68 @@ Nv21Frame Reference(const Nv21Frame& in, int effect, Quad p0, Quad p1Display, bo
   return out;
 }
 
+uint8_t* At(GstVideoFrame* v, int plane, int y, int x) {
+  return static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(v, plane)) +
+         y * GST_VIDEO_FRAME_PLANE_STRIDE(v, plane) + x;
+}
+
+// Between a tight NV21 frame and a buffer of info's format and strides.
+void Copy(const GstVideoInfo& info, GstBuffer* b, Nv21Frame* f, bool toBuffer) {
+  GstVideoFrame v;
+  gst_video_frame_map(&v, &info, b, toBuffer ? GST_MAP_WRITE : GST_MAP_READ);
+  auto move = [toBuffer](uint8_t* buffer, uint8_t* tight) {
+    toBuffer ? (*buffer = *tight) : (*tight = *buffer);
+  };
+  const GstVideoFormat format = GST_VIDEO_INFO_FORMAT(&info);
+  const bool planar = format == GST_VIDEO_FORMAT_I420;
+  for (int y = 0; y < f->height; ++y)
+    for (int x = 0; x < f->width; ++x) move(At(&v, 0, y, x), f->Y() + y * f->width + x);
+  for (int y = 0; y < f->height / 2; ++y)
+    for (int x = 0; x < f->width / 2; ++x) {
+      uint8_t* vu = f->VU() + y * f->width + 2 * x;
+      move(planar ? At(&v, 2, y, x) : At(&v, 1, y, 2 * x + (format == GST_VIDEO_FORMAT_NV12)), vu);
+      move(planar ? At(&v, 1, y, x) : At(&v, 1, y, 2 * x + (format == GST_VIDEO_FORMAT_NV21)),
+           vu + 1);
+    }
+  gst_video_frame_unmap(&v);
+}
+
+GstBuffer* ToBuffer(Nv21Frame f, const GstVideoInfo& info) {
+  GstBuffer* b = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+  Copy(info, b, &f, true);
+  return b;
+}
+
+Nv21Frame FromBuffer(GstBuffer* b, const GstVideoInfo& info) {
+  Nv21Frame f(GST_VIDEO_INFO_WIDTH(&info), GST_VIDEO_INFO_HEIGHT(&info));
+  if (b) Copy(info, b, &f, false);
+  return f;
+}
+
+GstVideoInfo Info(const std::string& caps) {
+  GstVideoInfo info;
+  g_autoptr(GstCaps) parsed = gst_caps_from_string(caps.c_str());
+  gst_video_info_from_caps(&info, parsed);
+  return info;
+}
+
 struct Harness {
   GstHarness* h;
   GstVideoInfo info;
 
-  Harness(const char* launch, const char* caps) {
+  Harness(const char* launch, const std::string& caps) {
     gst_init(nullptr, nullptr);
     h = gst_harness_new_parse(launch);
-    gst_harness_set_src_caps_str(h, caps);
-    g_autoptr(GstCaps) parsed = gst_caps_from_string(caps);
-    gst_video_info_from_caps(&info, parsed);
+    gst_harness_set_src_caps_str(h, caps.c_str());
+    info = Info(caps);
   }
   ~Harness() { gst_harness_teardown(h); }
 
   // Through the element at GStreamer's own strides, back as a tight frame.
   Nv21Frame Push(const Nv21Frame& f) {
-    GstBuffer* in = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
-    GstVideoFrame v;
-    gst_video_frame_map(&v, &info, in, GST_MAP_WRITE);
-    Copy(f, &v, true);
-    gst_video_frame_unmap(&v);
-    EXPECT_EQ(gst_harness_push(h, in), GST_FLOW_OK);
-    GstBuffer* out = gst_harness_pull(h);
-    Nv21Frame result(f.width, f.height);
-    gst_video_frame_map(&v, &info, out, GST_MAP_READ);
-    Copy(result, &v, false);
-    gst_video_frame_unmap(&v);
-    gst_buffer_unref(out);
-    return result;
-  }
-
-  static void Copy(const Nv21Frame& f, GstVideoFrame* v, bool toBuffer) {
-    for (int plane : {0, 1})
-      for (int y = 0; y < (plane ? f.height / 2 : f.height); ++y) {
-        auto* row = static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(v, plane)) +
-                    y * GST_VIDEO_FRAME_PLANE_STRIDE(v, plane);
-        auto* tight = const_cast<uint8_t*>(plane ? f.VU() : f.Y()) + y * f.width;
-        toBuffer ? memcpy(row, tight, f.width) : memcpy(tight, row, f.width);
-      }
+    EXPECT_EQ(gst_harness_push(h, ToBuffer(f, info)), GST_FLOW_OK);
+    g_autoptr(GstBuffer) out = gst_harness_pull(h);
+    return FromBuffer(out, info);
   }
 };
 
@@ -102,7 +128,9 @@ struct Case {
   bool capture;
 };
 
-class ElementMatchesLibrary : public testing::TestWithParam<std::tuple<Case, int>> {};
+// Every format gives the library the same NV21 frame and back the same
+// bytes, its planes reordered.
+class ElementMatchesLibrary : public testing::TestWithParam<std::tuple<Case, int, const char*>> {};
 
 TEST_P(ElementMatchesLibrary, EveryByte) {
   const Case& c = std::get<0>(GetParam());
@@ -113,7 +141,8 @@ TEST_P(ElementMatchesLibrary, EveryByte) {
   // and context in process globals.
   const Nv21Frame expected =
       Reference(frame, c.effect, c.param0, c.param1Display, c.capture, {640, 360});
-  Harness harness(("posteffect " + std::string(c.props)).c_str(), Caps(width, height).c_str());
+  Harness harness(("posteffect " + std::string(c.props)).c_str(),
+                  Caps(width, height, std::get<2>(GetParam())));
   const Nv21Frame got = harness.Push(frame);
   EXPECT_TRUE(got.data == expected.data);
   EXPECT_FALSE(got.data == frame.data) << "the effect changed nothing";
@@ -132,10 +161,13 @@ const Case kCapture[] = {
      {960, 540, 1200, 540},
      true},
 };
+// 630 pads to the library's grouping.
 INSTANTIATE_TEST_SUITE_P(Previews, ElementMatchesLibrary,
-                         testing::Combine(testing::ValuesIn(kPreviews), testing::Values(640, 630)));
+                         testing::Combine(testing::ValuesIn(kPreviews), testing::Values(640, 630),
+                                          testing::Values("NV21", "NV12", "I420")));
 INSTANTIATE_TEST_SUITE_P(Capture, ElementMatchesLibrary,
-                         testing::Combine(testing::ValuesIn(kCapture), testing::Values(0)));
+                         testing::Combine(testing::ValuesIn(kCapture), testing::Values(0),
+                                          testing::Values("I420")));
 
 void CaptureWarning(const gchar*, GLogLevelFlags, const gchar* message, gpointer out) {
   *static_cast<std::string*>(out) += message;
@@ -145,8 +177,7 @@ TEST(Element, PropertiesTakeEffectFromTheNextBuffer) {
   const Nv21Frame a = Pattern(640, 360, 2), b = Pattern(640, 360, 3);
   const Nv21Frame expectA = Reference(a, 4, {50}, {600, 300, 900, 300}, false, {});
   const Nv21Frame expectB = Reference(b, 1, {3}, kZero, false, {});
-  Harness harness("posteffect name=fx effect=vignette param1=200,100,300,100",
-                  Caps(640, 360).c_str());
+  Harness harness("posteffect name=fx effect=vignette param1=200,100,300,100", Caps(640, 360));
   GstElement* fx = gst_bin_get_by_name(GST_BIN(harness.h->element), "fx");
   EXPECT_TRUE(harness.Push(a).data == expectA.data);
   gst_util_set_object_arg(G_OBJECT(fx), "effect", "vintage");
@@ -174,8 +205,72 @@ TEST(Element, PropertiesTakeEffectFromTheNextBuffer) {
   gst_object_unref(fx);
 }
 
-TEST(Element, RefusesCapsOtherThanNv21) {
-  Harness harness("posteffect effect=vignette", Caps(64, 64, "RGB").c_str());
+// The library's error lines, from any thread.
+std::mutex g_logMutex;
+std::string g_errors;
+
+void KeepErrors(const __android_logger_data* data, const char* message) {
+  std::lock_guard<std::mutex> lock(g_logMutex);
+  if (data->priority >= ANDROID_LOG_ERROR) g_errors += std::string(message) + "\n";
+}
+
+Nv21Frame Pull(GstElement* sink, const GstVideoInfo& info) {
+  g_autoptr(GstSample) sample = nullptr;
+  g_signal_emit_by_name(sink, "pull-sample", &sample);
+  return FromBuffer(sample ? gst_sample_get_buffer(sample) : nullptr, info);
+}
+
+// Two elements after a tee, one set to NULL and removed mid-stream: the
+// other goes on giving a lone element's frames, and nothing logs an error.
+TEST(Element, OneOfTwoAfterATeeStopsMidStream) {
+  const std::string caps = Caps(640, 360, "NV12");
+  const Nv21Frame frames[] = {Pattern(640, 360, 4), Pattern(640, 360, 5), Pattern(640, 360, 6)};
+  std::vector<Nv21Frame> expectA;
+  for (const Nv21Frame& f : frames)
+    expectA.push_back(Reference(f, 4, {50}, {600, 300, 900, 300}, false, {}));
+  const Nv21Frame expectB = Reference(frames[0], 1, {2}, kZero, false, {});
+  __android_log_set_logger(KeepErrors);
+
+  gst_init(nullptr, nullptr);
+  const std::string launch =
+      "appsrc name=src format=time caps=" + caps +
+      " ! tee name=t"
+      " t. ! queue ! posteffect effect=vignette param1=200,100,300,100 ! appsink name=a sync=false"
+      " t. ! queue name=qb ! posteffect name=b effect=vintage param0=2,0,0,0"
+      " ! appsink name=sb sync=false";
+  GError* error = nullptr;
+  GstElement* pipeline = gst_parse_launch(launch.c_str(), &error);
+  ASSERT_EQ(error, nullptr) << error->message;
+  auto child = [pipeline](const char* name) {  // the bin keeps its reference
+    GstElement* e = gst_bin_get_by_name(GST_BIN(pipeline), name);
+    return gst_object_unref(e), e;
+  };
+  const GstVideoInfo info = Info(caps);
+  ASSERT_NE(gst_element_set_state(pipeline, GST_STATE_PLAYING), GST_STATE_CHANGE_FAILURE);
+  GstFlowReturn flow;
+  for (size_t i = 0; i < std::size(frames); ++i) {
+    GstBuffer* buffer = ToBuffer(frames[i], info);
+    g_signal_emit_by_name(child("src"), "push-buffer", buffer, &flow);
+    gst_buffer_unref(buffer);  // the signal takes a reference of its own
+    EXPECT_TRUE(Pull(child("a"), info).data == expectA[i].data) << "frame " << i;
+    if (i > 0) continue;
+    EXPECT_TRUE(Pull(child("sb"), info).data == expectB.data);
+    // Branch b leaves while a keeps playing.
+    gst_element_unlink(child("t"), child("qb"));  // releases the tee's pad
+    for (const char* name : {"qb", "b", "sb"}) {
+      GstElement* e = child(name);
+      gst_element_set_state(e, GST_STATE_NULL);
+      gst_bin_remove(GST_BIN(pipeline), e);
+    }
+  }
+  gst_element_set_state(pipeline, GST_STATE_NULL);
+  gst_object_unref(pipeline);
+  __android_log_set_logger(__android_log_stderr_logger);
+  EXPECT_EQ(g_errors, "");
+}
+
+TEST(Element, RefusesOtherFormats) {
+  Harness harness("posteffect effect=vignette", Caps(64, 64, "RGB"));
   EXPECT_EQ(gst_harness_push(harness.h, gst_buffer_new_allocate(nullptr, 64 * 64 * 3, nullptr)),
             GST_FLOW_NOT_NEGOTIATED);
 }

@@ -12,6 +12,7 @@
 #include "CommandSupport.h"
 #include "Drawing.h"
 #include "ImageIO.h"
+#include "VideoCommand.h"
 
 namespace pe::cli {
 
@@ -30,7 +31,7 @@ constexpr const char kUsage[] =
     "\n"
     "commands:\n"
     "  list      the effects, their GPU-effect characters and parameters\n"
-    "  apply     one picture (JPEG, PNG or raw NV21) through one effect\n"
+    "  apply     one picture (JPEG, PNG or raw NV21) or video file through one effect\n"
     "  stream    raw NV21 frames from stdin to stdout, for video pipelines\n"
     "  gallery   every effect on one picture, as a labelled grid\n"
     "  tune      a page in the browser to tune an effect and copy its parameters\n"
@@ -106,6 +107,8 @@ const std::vector<OptionDef> kEffectOptionDefs = {
 
 bool IsEven(Size s) { return s.width % 2 == 0 && s.height % 2 == 0; }
 
+}  // namespace
+
 bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string* error) {
   if (!parsed.Has("--effect")) {
     *error = "--effect is required (see 'posteffect list')";
@@ -143,6 +146,8 @@ bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string
   }
   return true;
 }
+
+namespace {
 
 bool ParseEvenSize(const ParsedArgs& parsed, const char* name, Size* size, std::string* error) {
   const std::string& text = parsed.values.at(name);
@@ -394,6 +399,7 @@ int ApplyMany(const ApplyOptions& o, PictureRunner& runner, const Context& ctx) 
 }
 
 int Apply(const std::vector<std::string>& args, const Context& ctx) {
+  if (NamesVideoFile(args)) return ApplyVideo(args, ctx);
   ApplyOptions o;
   bool help = false;
   std::string error;

@@ -64,6 +64,9 @@ struct GalleryOptions {
   std::string output;
 };
 
+// --effect, --param0, --param1 and --crop.
+bool ParseEffectOptions(const ParsedArgs& parsed, EffectOptions* fx, std::string* error);
+
 // Each fills *options or sets *error to one line; *help is set for --help
 // (the options are then not checked).
 bool ParseApplyOptions(const std::vector<std::string>& args, ApplyOptions* options, bool* help,
