@@ -474,8 +474,13 @@ bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
   if (nearest) SetSourceFilter(m_pSrcTexture, GL_NEAREST);
   prog->Draw();
   if (nearest) SetSourceFilter(m_pSrcTexture, GL_LINEAR);
-  ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->GetWidth()),
-             static_cast<int>(m_pSrcTexture->GetHeight()));
+  // A preview frame fills the target; a still's block is copied out only
+  // where it was drawn.
+  if (m_captureMode)
+    ConvertDrawn(static_cast<int>(m_uWidth), static_cast<int>(m_uHeight));
+  else
+    ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->GetWidth()),
+               static_cast<int>(m_pSrcTexture->GetHeight()));
   glFlush();
   glFinish();
   return true;

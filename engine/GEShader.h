@@ -88,6 +88,8 @@ class GEShader {
   bool InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHeight);
   bool ConvertYUV(int x, int y, int w, int h);
   bool ConvertYUV(int x, int y);
+  // The w x h corner of the RGB result just drawn into both planes.
+  bool ConvertDrawn(int w, int h);
   bool BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight, int x,
                     int y, int w, int h);
   bool MemcpyYUV(void* dstY, void* dstUV);
