@@ -18,12 +18,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "BenchFrame.h"
+#include "BenchGl.h"
 #include "GPUPostEffect.h"
 
 namespace {
@@ -270,98 +272,50 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
   return r;
 }
 
-Row Preview(int effect, int w, int h, int frames) {
+// The effect behind a pw x ph preview, `call` timed `warm + reps` times and
+// the first `warm` left out (they build the effect); refused if any fails.
+Row Run(int effect, int pw, int ph, int warm, int reps,
+        const std::function<int(orvex::GPUPostEffect&)>& call) {
   orvex::GPUPostEffect fx;
   fx.start();
   fx.setParameters(android::String8(EffectParam(effect).c_str()));
-  fx.startPreview(w, h);
-  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  fx.startPreview(pw, ph);
   std::vector<Tally> tallies;
   std::vector<double> totals;
   Row r;
-  for (int i = 0; i < frames + 3; ++i) {
+  for (int i = 0; i < warm + reps; ++i) {
     TakeTally();
     const double t0 = Now();
-    const int rc = fx.handlePreview(frame.fd, frame.base, 0);
+    const int rc = call(fx);
     const double ms = Now() - t0;
     const Tally t = TakeTally();
     if (rc != 0) r.refused = true;
-    if (i < 3) continue;  // the first frames build the effect
+    if (i < warm) continue;
     tallies.push_back(t);
     totals.push_back(ms);
   }
   fx.stopPreview();
   fx.stop();
-  if (r.refused) return r;
-  return MedianRow(tallies, totals);
+  return r.refused ? r : MedianRow(tallies, totals);
+}
+
+Row Preview(int effect, int w, int h, int frames) {
+  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  return Run(effect, w, h, 3, frames,
+             [&](orvex::GPUPostEffect& fx) { return fx.handlePreview(frame.fd, frame.base, 0); });
 }
 
 Row Capture(int effect, int pw, int ph, int cw, int ch, int runs) {
-  orvex::GPUPostEffect fx;
-  fx.start();
-  fx.setParameters(android::String8(EffectParam(effect).c_str()));
-  fx.startPreview(pw, ph);
   SharedFrame still(static_cast<size_t>(cw) * ch * 3 / 2);
-  std::vector<Tally> tallies;
-  std::vector<double> totals;
-  Row r;
-  for (int i = 0; i < runs; ++i) {
-    TakeTally();
-    const double t0 = Now();
-    const int rc = fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
-    const double ms = Now() - t0;
-    const Tally t = TakeTally();
-    if (rc != 0) r.refused = true;
-    tallies.push_back(t);
-    totals.push_back(ms);
-  }
-  fx.stop();
-  if (r.refused) return r;
-  return MedianRow(tallies, totals);
+  return Run(effect, pw, ph, 0, runs, [&](orvex::GPUPostEffect& fx) {
+    return fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
+  });
 }
 
 // The floor: the frame's NV21 bytes uploaded as one luminance texture, one
 // pass copying them into an RGBA target of the same bytes, read back.
 class Floor {
  public:
-  Floor() {
-    EGLint major, minor;
-    m_display = pe::platform::OpenDisplay(&major, &minor);
-    const EGLint attribs[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE,
-                              EGL_OPENGL_ES2_BIT, EGL_NONE};
-    EGLConfig config;
-    EGLint n = 0;
-    pe::platform::ChooseConfig(m_display, attribs, &config, 1, &n);
-    const EGLint ctx[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
-    m_context = eglCreateContext(m_display, config, EGL_NO_CONTEXT, ctx);
-    const EGLint pb[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
-    m_surface = eglCreatePbufferSurface(m_display, config, pb);
-    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
-    const char* vs =
-        "attribute vec4 a_pos; varying vec2 v_uv;"
-        "void main(){ gl_Position = a_pos; v_uv = a_pos.xy * 0.5 + 0.5; }";
-    const char* fs =
-        "precision mediump float; uniform sampler2D s; varying vec2 v_uv;"
-        "void main(){ gl_FragColor = texture2D(s, v_uv); }";
-    m_program = glCreateProgram();
-    for (auto [type, src] :
-         {std::pair<GLenum, const char*>{GL_VERTEX_SHADER, vs}, {GL_FRAGMENT_SHADER, fs}}) {
-      GLuint sh = glCreateShader(type);
-      glShaderSource(sh, 1, &src, nullptr);
-      glCompileShader(sh);
-      glAttachShader(m_program, sh);
-      glDeleteShader(sh);
-    }
-    glBindAttribLocation(m_program, 0, "a_pos");
-    glLinkProgram(m_program);
-  }
-  ~Floor() {
-    glDeleteProgram(m_program);
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    eglDestroySurface(m_display, m_surface);
-    eglDestroyContext(m_display, m_context);
-  }
-
   Row Ms(int w, int h, int frames) {
     const int rows = h * 3 / 2;
     std::vector<unsigned char> in(static_cast<size_t>(w) * rows, 100), out(in.size());
@@ -380,7 +334,6 @@ class Floor {
     glBindFramebuffer(GL_FRAMEBUFFER, fbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, tex[1], 0);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    const float quad[] = {-1, -1, 1, -1, -1, 1, 1, 1};
     std::vector<Tally> tallies;
     std::vector<double> totals;
     for (int i = 0; i < frames + 3; ++i) {
@@ -389,10 +342,7 @@ class Floor {
       glBindTexture(GL_TEXTURE_2D, tex[0]);
       glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, rows, GL_LUMINANCE, GL_UNSIGNED_BYTE, in.data());
       glViewport(0, 0, w / 4, rows);
-      glUseProgram(m_program);
-      glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, quad);
-      glEnableVertexAttribArray(0);
-      glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+      m_gl.Draw();
       glReadPixels(0, 0, w / 4, rows, GL_RGBA, GL_UNSIGNED_BYTE, out.data());
       const double ms = Now() - t0;
       const Tally t = TakeTally();
@@ -406,10 +356,7 @@ class Floor {
   }
 
  private:
-  EGLDisplay m_display;
-  EGLContext m_context;
-  EGLSurface m_surface;
-  GLuint m_program = 0;
+  pe::bench::PassThroughGl m_gl;
 };
 
 const char* const kNames[] = {"Bypass",     "Vintage",  "DoF",    "Fisheye",  "Vignette",
