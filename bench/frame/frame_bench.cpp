@@ -119,11 +119,6 @@ class RoundTrip {
   pe::bench::PassThroughGl m_gl;
 };
 
-const char* const kNames[] = {"Bypass",     "Vintage",  "DoF",    "Fisheye",  "Vignette",
-                              "Dot",        "Contrast", "TS",     "Mirror",   "Bloom",
-                              "Whiteboard", "Maple",    "Nash",   "TwoToneV", "TwoToneH",
-                              "SplitCM",    "SplitSC",  "Sketch", "ColSketch"};
-
 void Cell(double v, double base, const char* unit) {
   if (v < 0)
     std::printf(" %9s %6s", "refused", "");
@@ -135,16 +130,9 @@ void Cell(double v, double base, const char* unit) {
 
 // Usage: bench_frame [frames] [capture runs] [effect ...]
 int main(int argc, char** argv) {
-  const int frames = argc > 1 ? std::atoi(argv[1]) : 30;
-  const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
-  std::vector<int> effects;
-  for (int i = 3; i < argc; ++i) effects.push_back(std::atoi(argv[i]));
-  if (effects.empty())
-    for (int e = 1; e <= 18; ++e) effects.push_back(e);
-  // The sketches sit past the manager's default bound.
-  setenv("POSTEFFECT_EFFECT_COUNT", "19", 0);
-  // A refused effect is reported in the table, not by the library's log.
-  setenv("POSTEFFECT_LOG_MASK", "0", 0);
+  const pe::bench::BenchArgs args = pe::bench::ParseArgs(argc, argv, 30);
+  const int frames = args.frames, runs = args.runs;
+  const std::vector<int>& effects = args.effects;
 
   std::printf("%-10s %13s %13s %11s %11s %8s %8s\n", "size", "roundtrip ms", "rt-linear ms",
               "effect0 ms", "effect4 ms", "e0/rt", "e4/rt");
@@ -176,7 +164,7 @@ int main(int argc, char** argv) {
   std::printf("\n");
   for (int e : effects) {
     if (e < 0 || e > 18 || e == 4) continue;
-    std::printf("%-2d %-10s", e, kNames[e]);
+    std::printf("%-2d %-10s", e, pe::bench::EffectName(e));
     std::fflush(stdout);
     Cell(PreviewMs(e, 1280, 720, frames), v720, "ms");
     Cell(PreviewMs(e, 1920, 1080, frames), v1080, "ms");

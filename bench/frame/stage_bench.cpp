@@ -359,11 +359,6 @@ class Floor {
   pe::bench::PassThroughGl m_gl;
 };
 
-const char* const kNames[] = {"Bypass",     "Vintage",  "DoF",    "Fisheye",  "Vignette",
-                              "Dot",        "Contrast", "TS",     "Mirror",   "Bloom",
-                              "Whiteboard", "Maple",    "Nash",   "TwoToneV", "TwoToneH",
-                              "SplitCM",    "SplitSC",  "Sketch", "ColSketch"};
-
 void Header(const char* first) {
   std::printf("%-12s", first);
   for (const char* s : kStageNames) std::printf(" %7s", s);
@@ -391,14 +386,9 @@ void PrintRow(const char* name, const Row& r, double floorMs) {
 
 // Usage: bench_stages [frames] [capture runs] [effect ...]
 int main(int argc, char** argv) {
-  const int frames = argc > 1 ? std::atoi(argv[1]) : 15;
-  const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
-  std::vector<int> effects;
-  for (int i = 3; i < argc; ++i) effects.push_back(std::atoi(argv[i]));
-  if (effects.empty())
-    for (int e = 1; e <= 18; ++e) effects.push_back(e);
-  setenv("POSTEFFECT_EFFECT_COUNT", "19", 0);
-  setenv("POSTEFFECT_LOG_MASK", "0", 0);
+  const pe::bench::BenchArgs args = pe::bench::ParseArgs(argc, argv, 15);
+  const int frames = args.frames, runs = args.runs;
+  const std::vector<int>& effects = args.effects;
 
   const int sizes[][2] = {{1280, 720}, {1920, 1080}};
   std::map<int, double> preview1080;
@@ -415,7 +405,7 @@ int main(int argc, char** argv) {
     for (int e : effects) {
       if (e < 1 || e > 18) continue;
       const Row r = Preview(e, s[0], s[1], frames);
-      PrintRow(kNames[e], r, floorRow.total);
+      PrintRow(pe::bench::EffectName(e), r, floorRow.total);
       if (s[0] == 1920 && !r.refused) preview1080[e] = r.total;
     }
   }
@@ -427,7 +417,7 @@ int main(int argc, char** argv) {
   for (int e : effects) {
     if (e < 1 || e > 18) continue;
     const Row r = Capture(e, 1280, 720, cw, ch, runs);
-    PrintRow(kNames[e], r, 0);
+    PrintRow(pe::bench::EffectName(e), r, 0);
     if (r.refused || !preview1080.count(e)) continue;
     const double capPerMp = r.total / mpx, prevPerMp = preview1080[e] / mpx1080;
     std::printf("%-12s ms/Mpx capture %.2f, 1920x1080 preview %.2f, ratio %.2f\n", "", capPerMp,
