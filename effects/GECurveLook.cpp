@@ -55,6 +55,7 @@ bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   // without one the coordinates themselves must.
   const bool cropped = m_desc.previewCount > 0;
   PartialTexCoords(src ? (cropped ? src->GetWidth() : src->GetAllocWidth()) : 0, "Init");
+  m_sourceReads = cropped ? kReadsCroppedTexel : kReadsOwnTexel;
   return FinishInit();
 }
 

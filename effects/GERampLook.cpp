@@ -282,6 +282,7 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   // The tone pair's shader crops with u_crop, which already excludes the
   // padded columns; the others scale their coordinates to the valid width.
   if (src) PartialTexCoords(Has(kRampTonePair) ? src->GetWidth() : src->GetAllocWidth(), "Init");
+  m_sourceReads = Has(kRampTonePair) ? kReadsCroppedTexel : kReadsOwnTexel;
   return FinishInit();
 }
 

@@ -4,6 +4,7 @@
 #include <pe/Platform.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "DrawPass.h"
 #include "EffectShaders.h"
@@ -38,6 +39,12 @@ const GLProgDesc kFisheye = {kShader_bypass_vert,
                              kOwnCount - 1,
                              kOwn,
                              kOwnCount};
+
+// The swelling's scale at a level: a constant of the draw.
+float SwellScale(float level) {
+  const float f = level - 1.f;
+  return f < 0.f ? 1.f + std::sqrt(-f) * 0.72f : 1.f - std::sqrt(f) * 0.72f;
+}
 
 }  // namespace
 
@@ -105,7 +112,7 @@ bool GEShaderFisheye::ProcFrame(unsigned a, unsigned b, int w, int h) {
   if (m_captureMode) return true;
   m_pProgram->Set(GLProgFisheye::UNIFORM_SHIFT, m_fCenter[0], m_fCenter[1]);
   m_pProgram->Set(GLProgFisheye::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
-  m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, 0.f);
+  m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, SwellScale(m_fLevel));
   m_pProgram->Set(GLProgFisheye::UNIFORM_SCALE, 1.f, 1.f);
   return ProcBlock(a, b, w, h);
 }
@@ -122,12 +129,17 @@ bool GEShaderFisheye::ProcBlock(unsigned, unsigned, int, int) {
 
 bool GEShaderFisheye::ProcBlock(unsigned, unsigned, int w, int h, float shiftX, float shiftY) {
   m_pProgram->Set(GLProgFisheye::UNIFORM_SHIFT, shiftX, shiftY);
-  if (!pe::DrawPass(RgbFbo(), w, h, m_pProgram.get(), kQuadTexCoords, [this] {
+  // The block's corner of the target, at the coordinates it has in a whole
+  // block.
+  const float s = static_cast<float>(w) / static_cast<float>(m_nRGBWidth);
+  const float t = static_cast<float>(h) / static_cast<float>(m_nRGBHeight);
+  const float coords[8] = {0, t, 0, 0, s, 0, s, t};
+  if (!pe::DrawPass(RgbFbo(), w, h, m_pProgram.get(), coords, [this] {
         m_pProgram->Uniform4f(GLProgFisheye::UNIFORM_CROP, m_fCrop[0], m_fCrop[1], m_fCrop[2],
                               m_fCrop[3]);
       }))
     return false;
-  ConvertYUV(0, 0, w, h);
+  ConvertDrawn(w, h);
   glFlush();
   glFinish();
   return true;
@@ -199,13 +211,16 @@ bool GEShaderFisheye::Capture(const unsigned char* y, const unsigned char* uv, u
   const float fw = static_cast<float>(W), fh = static_cast<float>(H);
   m_pProgram->Set(GLProgFisheye::UNIFORM_SCALE, bw / fw, bh / fh);
   m_pProgram->Set(GLProgFisheye::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
-  m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, 1.f);
+  m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, SwellScale(m_fLevel));
   m_nOverlapX = m_nOverlapY = 0;
   for (int by = 0; by < H; by += bh) {
     for (int bx = 0; bx < W; bx += bw) {
       const int cw = std::min(bw, W - bx), ch = std::min(bh, H - by);
       LOGD("[Fisheye] Output: %d %d size=%d %d", bx, by, cw, ch);
-      if (!ProcBlock(0, 0, bw, bh, m_fCenter[0] - bx / fw, m_fCenter[1] - by / fh) ||
+      // Only what the still keeps of the block is drawn, in whole groups of
+      // four columns.
+      const int dw = std::min(bw, (cw + 3) / 4 * 4);
+      if (!ProcBlock(0, 0, dw, ch, m_fCenter[0] - bx / fw, m_fCenter[1] - by / fh) ||
           !BlockCopyYUV(out, out + static_cast<size_t>(W) * H, W, H, bx, by, cw, ch))
         return false;
     }

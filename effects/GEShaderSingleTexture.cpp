@@ -17,6 +17,7 @@ bool GEShaderSingleTexture::Init(GLTexture* src, unsigned dst, unsigned x, unsig
     return false;
   m_pProgram->SetTextures(0, src);
   PartialTexCoords(src ? src->GetAllocWidth() : 0, "Init");
+  m_sourceReads = kReadsOwnTexel;
   return FinishInit();
 }
 

@@ -63,6 +63,7 @@ bool GEShaderVignette::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y
   // The crop uniform restricts the preview to the valid columns, so the
   // coordinates themselves span the whole picture.
   PartialTexCoords(src ? src->GetWidth() : 0, "Init");
+  m_sourceReads = kReadsCroppedTexel;
   return FinishInit();
 }
 

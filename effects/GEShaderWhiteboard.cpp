@@ -44,6 +44,7 @@ bool GEShaderWhiteboard::Init(GLTexture* src, unsigned dst, unsigned x, unsigned
   m_pProgram->SetTextures(0, src);
   m_pProgram->SetTextures(GLProgWhiteboard::SAMPLER_CURVE, m_pCurve.get());
   PartialTexCoords(src ? src->GetAllocWidth() : 0, "Init");
+  m_sourceReads = kReadsTexelKernel;
   return FinishInit();
 }
 

@@ -88,6 +88,8 @@ class GEShader {
   bool InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHeight);
   bool ConvertYUV(int x, int y, int w, int h);
   bool ConvertYUV(int x, int y);
+  // The w x h corner of the RGB result just drawn into both planes.
+  bool ConvertDrawn(int w, int h);
   bool BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight, int x,
                     int y, int w, int h);
   bool MemcpyYUV(void* dstY, void* dstUV);
@@ -161,6 +163,23 @@ class GEShader {
   // Y and chroma planes and waits for the GPU.
   bool DrawAndConvert(GLProgram* prog, const float* texCoords,
                       const std::function<void()>& setUniforms = nullptr);
+
+  // Where the look pass reads the source, stated by the effect. When a draw
+  // maps the source one texel to one pixel, a read at the pixel's own texel
+  // (or, for a kernel, one viewport pixel from it) lands on texel centres,
+  // where linear filtering returns the texel itself: the draw then samples
+  // the source nearest, which costs far less on a software rasteriser and
+  // never more on a GPU.
+  enum SourceReads {
+    kReadsAnywhere,
+    kReadsOwnTexel,
+    // Own texel through the preview's crop uniform (x, y, scale x, scale y).
+    kReadsCroppedTexel,
+    // Own texel and its neighbours one viewport pixel away.
+    kReadsTexelKernel,
+  };
+  SourceReads m_sourceReads = kReadsAnywhere;
+  bool ReadsTexelCentres(const float* texCoords) const;
 
   GLTexture* m_pSrcTexture = nullptr;
   void* m_pUser = nullptr;

@@ -109,6 +109,40 @@ bool GEShader::ConvertYUV(int x, int y, int w, int h) {
   return true;
 }
 
+bool GEShader::ConvertDrawn(int w, int h) {
+  const int rgbW = m_nRGBWidth, rgbH = m_nRGBHeight;
+  // A whole target, or one whose columns do not fall into whole groups of
+  // four, goes through the whole-plane conversion as it always has.
+  if ((w >= rgbW && h >= rgbH) || rgbW % 4 || rgbH % 2 || w <= 0 || h <= 0 || w % 4)
+    return ConvertYUV(0, 0, rgbW, rgbH);
+  // The same sample points as the whole-plane pass, over the drawn corner
+  // only: a still's last column and row of blocks are smaller than the
+  // target, and converting the rest is wasted.
+  const int yW = w / 4, uvH = (h + 1) / 2;
+  const float s = static_cast<float>(w) / static_cast<float>(rgbW);
+  const float tY = static_cast<float>(h) / static_cast<float>(rgbH);
+  const float tUV = static_cast<float>(2 * uvH) / static_cast<float>(rgbH);
+  const float yCoords[8] = {0, tY, 0, 0, s, 0, s, tY};
+  const float uvCoords[8] = {0, tUV, 0, 0, s, 0, s, tUV};
+
+  m_pYFbo->Bind();
+  glViewport(0, 0, yW, h);
+  m_pProgRGBtoY->Use();
+  m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
+  SetFilter(m_pRGBTexture, GL_NEAREST);
+  m_pProgRGBtoY->SetTextureCoord(2, yCoords);
+  m_pProgRGBtoY->Draw();
+
+  m_pUVFbo->Bind();
+  glViewport(0, 0, yW, uvH);
+  SetFilter(m_pRGBTexture, GL_LINEAR);
+  m_pProgRGBtoUV->Use();
+  m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
+  m_pProgRGBtoUV->SetTextureCoord(2, uvCoords);
+  m_pProgRGBtoUV->Draw();
+  return true;
+}
+
 bool GEShader::ConvertYUV(int x, int y) {
   m_pYFbo->Bind();
   glViewport(x, y, m_nRGBWidth / 4, m_nRGBHeight);

@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace pe {
 namespace bench {
@@ -28,6 +29,33 @@ inline std::string EffectParam(int effect) {
   const char c =
       effect < 10 ? static_cast<char>('0' + effect) : static_cast<char>('B' + effect - 10);
   return std::string("GPU-effect=") + c;
+}
+
+// Short names of effects 0..18, for tables.
+inline const char* EffectName(int effect) {
+  static const char* const kNames[] = {"Bypass",     "Vintage",  "DoF",    "Fisheye",  "Vignette",
+                                       "Dot",        "Contrast", "TS",     "Mirror",   "Bloom",
+                                       "Whiteboard", "Maple",    "Nash",   "TwoToneV", "TwoToneH",
+                                       "SplitCM",    "SplitSC",  "Sketch", "ColSketch"};
+  return effect >= 0 && effect <= 18 ? kNames[effect] : "?";
+}
+
+// A frame bench's command line: [frames] [capture runs] [effect ...], every
+// effect 1..18 when none is named. Also sets what every run needs: the
+// sketches raised past the manager's default bound, and the library's log
+// off (a refused effect shows in the table).
+struct BenchArgs {
+  int frames, runs;
+  std::vector<int> effects;
+};
+inline BenchArgs ParseArgs(int argc, char** argv, int defaultFrames) {
+  BenchArgs a{argc > 1 ? std::atoi(argv[1]) : defaultFrames, argc > 2 ? std::atoi(argv[2]) : 3, {}};
+  for (int i = 3; i < argc; ++i) a.effects.push_back(std::atoi(argv[i]));
+  if (a.effects.empty())
+    for (int e = 1; e <= 18; ++e) a.effects.push_back(e);
+  setenv("POSTEFFECT_EFFECT_COUNT", "19", 0);
+  setenv("POSTEFFECT_LOG_MASK", "0", 0);
+  return a;
 }
 
 }  // namespace bench

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "BenchFrame.h"
+#include "BenchGl.h"
 
 namespace {
 
@@ -83,44 +84,6 @@ double CaptureSeconds(int effect, int pw, int ph, int cw, int ch, int runs) {
 // trivial pass into a framebuffer, read the result back.
 class RoundTrip {
  public:
-  RoundTrip() {
-    EGLint major, minor;
-    m_display = pe::platform::OpenDisplay(&major, &minor);
-    const EGLint attribs[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE,
-                              EGL_OPENGL_ES2_BIT, EGL_NONE};
-    EGLConfig config;
-    EGLint n = 0;
-    pe::platform::ChooseConfig(m_display, attribs, &config, 1, &n);
-    const EGLint ctx[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
-    m_context = eglCreateContext(m_display, config, EGL_NO_CONTEXT, ctx);
-    const EGLint pb[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
-    m_surface = eglCreatePbufferSurface(m_display, config, pb);
-    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
-    const char* vs =
-        "attribute vec4 a_pos; varying vec2 v_uv;"
-        "void main(){ gl_Position = a_pos; v_uv = a_pos.xy * 0.5 + 0.5; }";
-    const char* fs =
-        "precision mediump float; uniform sampler2D s; varying vec2 v_uv;"
-        "void main(){ gl_FragColor = texture2D(s, v_uv); }";
-    m_program = glCreateProgram();
-    for (auto [type, src] :
-         {std::pair<GLenum, const char*>{GL_VERTEX_SHADER, vs}, {GL_FRAGMENT_SHADER, fs}}) {
-      GLuint sh = glCreateShader(type);
-      glShaderSource(sh, 1, &src, nullptr);
-      glCompileShader(sh);
-      glAttachShader(m_program, sh);
-      glDeleteShader(sh);
-    }
-    glBindAttribLocation(m_program, 0, "a_pos");
-    glLinkProgram(m_program);
-  }
-  ~RoundTrip() {
-    glDeleteProgram(m_program);
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    eglDestroySurface(m_display, m_surface);
-    eglDestroyContext(m_display, m_context);
-  }
-
   // filter GL_NEAREST is the plain baseline; GL_LINEAR shows what leaving
   // llvmpipe's copy fast path costs (every effect samples its source bilinearly).
   double Ms(int w, int h, int frames, GLint filter) {
@@ -136,17 +99,13 @@ class RoundTrip {
     glGenFramebuffers(1, &fbo);
     glBindFramebuffer(GL_FRAMEBUFFER, fbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, tex[1], 0);
-    const float quad[] = {-1, -1, 1, -1, -1, 1, 1, 1};
     std::vector<double> times;
     for (int i = 0; i < frames + 3; ++i) {
       auto t0 = Clock::now();
       glBindTexture(GL_TEXTURE_2D, tex[0]);
       glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, in.data());
       glViewport(0, 0, w, h);
-      glUseProgram(m_program);
-      glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, quad);
-      glEnableVertexAttribArray(0);
-      glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+      m_gl.Draw();
       glReadPixels(0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, out.data());
       auto t1 = Clock::now();
       if (i >= 3) times.push_back(::Ms(t0, t1));
@@ -157,16 +116,8 @@ class RoundTrip {
   }
 
  private:
-  EGLDisplay m_display;
-  EGLContext m_context;
-  EGLSurface m_surface;
-  GLuint m_program = 0;
+  pe::bench::PassThroughGl m_gl;
 };
-
-const char* const kNames[] = {"Bypass",     "Vintage",  "DoF",    "Fisheye",  "Vignette",
-                              "Dot",        "Contrast", "TS",     "Mirror",   "Bloom",
-                              "Whiteboard", "Maple",    "Nash",   "TwoToneV", "TwoToneH",
-                              "SplitCM",    "SplitSC",  "Sketch", "ColSketch"};
 
 void Cell(double v, double base, const char* unit) {
   if (v < 0)
@@ -179,16 +130,9 @@ void Cell(double v, double base, const char* unit) {
 
 // Usage: bench_frame [frames] [capture runs] [effect ...]
 int main(int argc, char** argv) {
-  const int frames = argc > 1 ? std::atoi(argv[1]) : 30;
-  const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
-  std::vector<int> effects;
-  for (int i = 3; i < argc; ++i) effects.push_back(std::atoi(argv[i]));
-  if (effects.empty())
-    for (int e = 1; e <= 18; ++e) effects.push_back(e);
-  // The sketches sit past the manager's default bound.
-  setenv("POSTEFFECT_EFFECT_COUNT", "19", 0);
-  // A refused effect is reported in the table, not by the library's log.
-  setenv("POSTEFFECT_LOG_MASK", "0", 0);
+  const pe::bench::BenchArgs args = pe::bench::ParseArgs(argc, argv, 30);
+  const int frames = args.frames, runs = args.runs;
+  const std::vector<int>& effects = args.effects;
 
   std::printf("%-10s %13s %13s %11s %11s %8s %8s\n", "size", "roundtrip ms", "rt-linear ms",
               "effect0 ms", "effect4 ms", "e0/rt", "e4/rt");
@@ -220,7 +164,7 @@ int main(int argc, char** argv) {
   std::printf("\n");
   for (int e : effects) {
     if (e < 0 || e > 18 || e == 4) continue;
-    std::printf("%-2d %-10s", e, kNames[e]);
+    std::printf("%-2d %-10s", e, pe::bench::EffectName(e));
     std::fflush(stdout);
     Cell(PreviewMs(e, 1280, 720, frames), v720, "ms");
     Cell(PreviewMs(e, 1920, 1080, frames), v1080, "ms");

@@ -9,6 +9,8 @@ uniform mat4 u_mat_yuv2rgb;
 uniform vec2 u_scale;
 uniform vec2 u_shift;
 uniform vec2 u_center;
+// The level, and the swelling's scale for that level (1 +- 0.72 x the
+// square root of |level - 1|), the same for every pixel.
 uniform vec2 u_distort;
 uniform vec4 u_crop;
 varying vec2 v_texCoord;
@@ -32,12 +34,7 @@ void main() {
   float f = u_distort.x - 1.0;
   float pf = 2.0 / (1.0 + pow(max(0.0, rr - 0.7), 1.6) * 15.0);
   float r = rr * rr * pf * f;
-  float maxr;
-  if (f < 0.0) {
-    maxr = rr * (1.0 + r * 1.5 + r * rr * rr) * (1.0 + pow(-f, 0.5) * 0.72);
-  } else {
-    maxr = rr * (1.0 + r * 1.5 + r * rr * rr) * (1.0 - pow(f, 0.5) * 0.72);
-  }
+  float maxr = rr * (1.0 + r * 1.5 + r * rr * rr) * u_distort.y;
   // Levels above 1 take the expanding branch, levels up to 1 the bulge.
   r = (ceil(f) * maxr + (1.0 - ceil(f)) * minr) / rr;
   vec2 pick = t * r + u_center;

@@ -28,6 +28,12 @@ int MapSharedMemory(const char* name, size_t size, void** base, size_t* mappedSi
     close(fd);
     return -err;
   }
+  // Every buffer is written whole soon after it is made (a frame, a plane,
+  // a still): its pages are made writable in one go rather than by a fault
+  // each. Only a hint: a kernel without it faults them in as before.
+#ifdef MADV_POPULATE_WRITE
+  madvise(p, rounded, MADV_POPULATE_WRITE);
+#endif
   *base = p;
   *mappedSize = rounded;
   return fd;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -319,6 +320,35 @@ TEST_F(Looks, AnOverrideFileWinsAndABrokenOneFallsBackToTheSystemFile) {
   ASSERT_EQ(Params("GPU-effect=6"), 0);
   ASSERT_EQ(Params("GPU-effect=1"), 0);
   ExpectWithin(ref::Compare(Preview(shm, frame), Curve640("CurveCross.bmp", false, frame)), 3);
+}
+
+// Bloom reads only each pixel's own texel, so a still's pixels come out the
+// same whatever blocks they fall into: a still whose last column and row of
+// blocks are cut short (and moved left) matches, byte for byte, the same
+// pixels of a still made of whole blocks.
+TEST_F(Looks, CutBlocksMatchWholeBlocksExactly) {
+  ASSERT_EQ(Params(Effect("9")), 0);
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  const Nv21 whole = ref::MakeFrame(2560, 1440, 17);
+  Nv21 cut(2000, 1100);
+  // Row r of the small still's planes inside the large one's.
+  auto inWhole = [&](const Nv21& w, int r) {
+    const int row = r < cut.height ? r : r - cut.height + w.height;
+    return w.data.data() + static_cast<size_t>(row) * w.width;
+  };
+  const int rows = cut.height * 3 / 2;
+  for (int r = 0; r < rows; ++r)
+    std::copy_n(inWhole(whole, r), cut.width, cut.data.data() + static_cast<size_t>(r) * cut.width);
+  SharedNv21 big(2560, 1440), small(2000, 1100);
+  ASSERT_EQ(Capture(big, whole), 0);
+  ASSERT_EQ(Capture(small, cut), 0);
+  const Nv21 bigOut = big.Get(), out = small.Get();
+  EXPECT_NE(out.data, cut.data) << "the look left the still alone";
+  int differing = 0;
+  for (int r = 0; r < rows; ++r)
+    differing += !std::equal(inWhole(bigOut, r), inWhole(bigOut, r) + cut.width,
+                             out.data.data() + static_cast<size_t>(r) * cut.width);
+  EXPECT_EQ(differing, 0) << "rows that differ";
 }
 
 // Fisheye's planes and Dot's buffer (sized by its dots) must fit one

@@ -1,0 +1,427 @@
+// Where a frame's time goes: every effect's preview (and a still behind a
+// preview) run through the service linked in statically, with the GL entry
+// points that move or draw pixels defined here so each is timed to its end
+// (glFinish before and after), and the CPU stages wrapped by the linker
+// (--wrap). Beside each row, the floor of the same run: the frame's NV21
+// bytes uploaded, one trivial pass, read back. Prints medians.
+
+#include <EGL/egl.h>
+#include <GLES2/gl2.h>
+#include <dlfcn.h>
+#include <pe/Platform.h>
+#include <posteffect/PostEffect.h>
+#include <utils/String8.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "BenchFrame.h"
+#include "BenchGl.h"
+#include "GPUPostEffect.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// PE_BENCH_CLOCK=cpu times by the process's CPU time (every thread, the
+// rasteriser's included) instead of the wall clock: on a machine shared with
+// other work the wall clock measures the neighbours as much as the frame.
+bool CpuClock() {
+  static const bool cpu = [] {
+    const char* c = std::getenv("PE_BENCH_CLOCK");
+    return c && std::strcmp(c, "cpu") == 0;
+  }();
+  return cpu;
+}
+
+double Now() {
+  if (CpuClock()) {
+    timespec ts;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+    return ts.tv_sec * 1e3 + ts.tv_nsec / 1e6;
+  }
+  return std::chrono::duration<double, std::milli>(Clock::now().time_since_epoch()).count();
+}
+
+double Median(std::vector<double> v) {
+  if (v.empty()) return 0;
+  std::sort(v.begin(), v.end());
+  return v[v.size() / 2];
+}
+
+// The stages of a frame, in the order the table prints them.
+enum Stage { kExpand, kUpload, kLook, kY, kChroma, kRead, kCopy, kStages };
+const char* const kStageNames[kStages] = {"expand", "upload", "look", "Y",
+                                          "chroma", "read",   "copy"};
+
+struct Tally {
+  double ms[kStages] = {};
+  int lookPasses = 0;
+};
+
+std::mutex g_lock;
+Tally g_tally;
+// Time spent in timed GL calls inside the CPU stage being timed, which the
+// stage does not count as its own.
+double g_nested = 0;
+int g_depth = 0;
+// Programs that write the output planes, found by their fragment source.
+std::map<GLuint, std::string> g_shaderText;
+std::map<GLuint, Stage> g_programStage;
+GLuint g_program = 0;
+
+template <typename F>
+F Next(const char* name) {
+  void* f = dlsym(RTLD_NEXT, name);
+  if (!f) std::abort();
+  return reinterpret_cast<F>(f);
+}
+
+void Finish() {
+  static auto finish = Next<void (*)()>("glFinish");
+  finish();
+}
+
+// Runs a GL call to its end and books its time under stage.
+template <typename Call>
+void TimeGl(Stage stage, Call call) {
+  Finish();
+  const double t0 = Now();
+  call();
+  Finish();
+  const double ms = Now() - t0;
+  std::lock_guard<std::mutex> lock(g_lock);
+  g_tally.ms[stage] += ms;
+  if (stage == kLook) ++g_tally.lookPasses;
+  if (g_depth > 0) g_nested += ms;
+}
+
+// A CPU stage: its own time, less the GL calls timed inside it.
+template <typename Call>
+void TimeCpu(Stage stage, Call call) {
+  double nestedBefore;
+  {
+    std::lock_guard<std::mutex> lock(g_lock);
+    nestedBefore = g_nested;
+    ++g_depth;
+  }
+  const double t0 = Now();
+  call();
+  const double ms = Now() - t0;
+  std::lock_guard<std::mutex> lock(g_lock);
+  --g_depth;
+  g_tally.ms[stage] += ms - (g_nested - nestedBefore);
+}
+
+Tally TakeTally() {
+  std::lock_guard<std::mutex> lock(g_lock);
+  Tally t = g_tally;
+  g_tally = Tally();
+  return t;
+}
+
+}  // namespace
+
+#define PE_INTERPOSE extern "C" __attribute__((visibility("default")))
+
+PE_INTERPOSE void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* strings,
+                                 const GLint* lengths) {
+  static auto next =
+      Next<void (*)(GLuint, GLsizei, const GLchar* const*, const GLint*)>("glShaderSource");
+  std::string text;
+  for (GLsizei i = 0; i < count; ++i)
+    text += lengths && lengths[i] >= 0 ? std::string(strings[i], lengths[i]) : strings[i];
+  {
+    std::lock_guard<std::mutex> lock(g_lock);
+    g_shaderText[shader] = text;
+  }
+  next(shader, count, strings, lengths);
+}
+
+PE_INTERPOSE void glAttachShader(GLuint program, GLuint shader) {
+  static auto next = Next<void (*)(GLuint, GLuint)>("glAttachShader");
+  {
+    std::lock_guard<std::mutex> lock(g_lock);
+    const std::string& text = g_shaderText[shader];
+    // Names are reused once deleted: a fragment shader states anew what its
+    // program is.
+    if (text.find("kRgbToV") != std::string::npos)
+      g_programStage[program] = kChroma;
+    else if (text.find("u_vec_rgb2y") != std::string::npos)
+      g_programStage[program] = kY;
+    else if (text.find("gl_FragColor") != std::string::npos)
+      g_programStage.erase(program);
+  }
+  next(program, shader);
+}
+
+PE_INTERPOSE void glUseProgram(GLuint program) {
+  static auto next = Next<void (*)(GLuint)>("glUseProgram");
+  g_program = program;
+  next(program);
+}
+
+namespace {
+Stage DrawStage() {
+  std::lock_guard<std::mutex> lock(g_lock);
+  auto it = g_programStage.find(g_program);
+  return it == g_programStage.end() ? kLook : it->second;
+}
+}  // namespace
+
+PE_INTERPOSE void glDrawArrays(GLenum mode, GLint first, GLsizei count) {
+  static auto next = Next<void (*)(GLenum, GLint, GLsizei)>("glDrawArrays");
+  TimeGl(DrawStage(), [&] { next(mode, first, count); });
+}
+
+PE_INTERPOSE void glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* indices) {
+  static auto next = Next<void (*)(GLenum, GLsizei, GLenum, const void*)>("glDrawElements");
+  TimeGl(DrawStage(), [&] { next(mode, count, type, indices); });
+}
+
+PE_INTERPOSE void glTexSubImage2D(GLenum target, GLint level, GLint x, GLint y, GLsizei w,
+                                  GLsizei h, GLenum format, GLenum type, const void* pixels) {
+  static auto next =
+      Next<void (*)(GLenum, GLint, GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, const void*)>(
+          "glTexSubImage2D");
+  TimeGl(kUpload, [&] { next(target, level, x, y, w, h, format, type, pixels); });
+}
+
+PE_INTERPOSE void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei w, GLsizei h,
+                               GLint border, GLenum format, GLenum type, const void* pixels) {
+  static auto next =
+      Next<void (*)(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum, const void*)>(
+          "glTexImage2D");
+  if (!pixels) return next(target, level, internal, w, h, border, format, type, pixels);
+  TimeGl(kUpload, [&] { next(target, level, internal, w, h, border, format, type, pixels); });
+}
+
+PE_INTERPOSE void glReadPixels(GLint x, GLint y, GLsizei w, GLsizei h, GLenum format, GLenum type,
+                               void* pixels) {
+  static auto next =
+      Next<void (*)(GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void*)>("glReadPixels");
+  TimeGl(kRead, [&] { next(x, y, w, h, format, type, pixels); });
+}
+
+// The CPU stages, wrapped by the linker where the service and the engine call
+// them.
+extern "C" {
+void __real__Z8sp2yuvxsPviiPKviiiiii(void*, int, int, const void*, int, int, int, int, int, int);
+void __real__Z8sp2yuvxsPviiPKvS1_iiiiii(void*, int, int, const void*, const void*, int, int, int,
+                                        int, int, int);
+void __wrap__Z8sp2yuvxsPviiPKviiiiii(void* d, int dw, int dh, const void* s, int w, int h, int x,
+                                     int y, int rw, int rh) {
+  TimeCpu(kExpand, [&] { __real__Z8sp2yuvxsPviiPKviiiiii(d, dw, dh, s, w, h, x, y, rw, rh); });
+}
+void __wrap__Z8sp2yuvxsPviiPKvS1_iiiiii(void* d, int dw, int dh, const void* sy, const void* suv,
+                                        int w, int h, int x, int y, int rw, int rh) {
+  TimeCpu(kExpand,
+          [&] { __real__Z8sp2yuvxsPviiPKvS1_iiiiii(d, dw, dh, sy, suv, w, h, x, y, rw, rh); });
+}
+bool __real__ZN8GEShader9MemcpyYUVEPvS0_(void*, void*, void*);
+bool __wrap__ZN8GEShader9MemcpyYUVEPvS0_(void* self, void* y, void* uv) {
+  bool ok = false;
+  TimeCpu(kCopy, [&] { ok = __real__ZN8GEShader9MemcpyYUVEPvS0_(self, y, uv); });
+  return ok;
+}
+bool __real__ZN8GEShader12BlockCopyYUVEPhS0_iiiiii(void*, unsigned char*, unsigned char*, int, int,
+                                                   int, int, int, int);
+bool __wrap__ZN8GEShader12BlockCopyYUVEPhS0_iiiiii(void* self, unsigned char* y, unsigned char* uv,
+                                                   int stride, int height, int x, int yy, int w,
+                                                   int h) {
+  bool ok = false;
+  TimeCpu(kCopy, [&] {
+    ok = __real__ZN8GEShader12BlockCopyYUVEPhS0_iiiiii(self, y, uv, stride, height, x, yy, w, h);
+  });
+  return ok;
+}
+}
+
+namespace {
+
+using pe::bench::EffectParam;
+using pe::bench::SharedFrame;
+
+struct Row {
+  double stage[kStages] = {};
+  double total = 0;
+  int lookPasses = 0;
+  bool refused = false;
+  double Fixed() const { return total - stage[kLook]; }
+};
+
+// Medians over the frames of each stage and of the whole frame.
+Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& totals) {
+  Row r;
+  for (int s = 0; s < kStages; ++s) {
+    std::vector<double> v;
+    for (const Tally& t : tallies) v.push_back(t.ms[s]);
+    r.stage[s] = Median(v);
+  }
+  r.total = Median(totals);
+  r.lookPasses = tallies.empty() ? 0 : tallies.back().lookPasses;
+  return r;
+}
+
+// The effect behind a pw x ph preview, `call` timed `warm + reps` times and
+// the first `warm` left out (they build the effect); refused if any fails.
+Row Run(int effect, int pw, int ph, int warm, int reps,
+        const std::function<int(orvex::GPUPostEffect&)>& call) {
+  orvex::GPUPostEffect fx;
+  fx.start();
+  fx.setParameters(android::String8(EffectParam(effect).c_str()));
+  fx.startPreview(pw, ph);
+  std::vector<Tally> tallies;
+  std::vector<double> totals;
+  Row r;
+  for (int i = 0; i < warm + reps; ++i) {
+    TakeTally();
+    const double t0 = Now();
+    const int rc = call(fx);
+    const double ms = Now() - t0;
+    const Tally t = TakeTally();
+    if (rc != 0) r.refused = true;
+    if (i < warm) continue;
+    tallies.push_back(t);
+    totals.push_back(ms);
+  }
+  fx.stopPreview();
+  fx.stop();
+  return r.refused ? r : MedianRow(tallies, totals);
+}
+
+Row Preview(int effect, int w, int h, int frames) {
+  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  return Run(effect, w, h, 3, frames,
+             [&](orvex::GPUPostEffect& fx) { return fx.handlePreview(frame.fd, frame.base, 0); });
+}
+
+Row Capture(int effect, int pw, int ph, int cw, int ch, int runs) {
+  SharedFrame still(static_cast<size_t>(cw) * ch * 3 / 2);
+  return Run(effect, pw, ph, 0, runs, [&](orvex::GPUPostEffect& fx) {
+    return fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
+  });
+}
+
+// The floor: the frame's NV21 bytes uploaded as one luminance texture, one
+// pass copying them into an RGBA target of the same bytes, read back.
+class Floor {
+ public:
+  Row Ms(int w, int h, int frames) {
+    const int rows = h * 3 / 2;
+    std::vector<unsigned char> in(static_cast<size_t>(w) * rows, 100), out(in.size());
+    GLuint tex[2], fbo;
+    glGenTextures(2, tex);
+    const GLenum formats[2] = {GL_LUMINANCE, GL_RGBA};
+    const int widths[2] = {w, w / 4};
+    for (int i = 0; i < 2; ++i) {
+      glBindTexture(GL_TEXTURE_2D, tex[i]);
+      glTexImage2D(GL_TEXTURE_2D, 0, formats[i], widths[i], rows, 0, formats[i], GL_UNSIGNED_BYTE,
+                   nullptr);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+      glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    }
+    glGenFramebuffers(1, &fbo);
+    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, tex[1], 0);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    std::vector<Tally> tallies;
+    std::vector<double> totals;
+    for (int i = 0; i < frames + 3; ++i) {
+      TakeTally();
+      const double t0 = Now();
+      glBindTexture(GL_TEXTURE_2D, tex[0]);
+      glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, rows, GL_LUMINANCE, GL_UNSIGNED_BYTE, in.data());
+      glViewport(0, 0, w / 4, rows);
+      m_gl.Draw();
+      glReadPixels(0, 0, w / 4, rows, GL_RGBA, GL_UNSIGNED_BYTE, out.data());
+      const double ms = Now() - t0;
+      const Tally t = TakeTally();
+      if (i < 3) continue;
+      tallies.push_back(t);
+      totals.push_back(ms);
+    }
+    glDeleteFramebuffers(1, &fbo);
+    glDeleteTextures(2, tex);
+    return MedianRow(tallies, totals);
+  }
+
+ private:
+  pe::bench::PassThroughGl m_gl;
+};
+
+void Header(const char* first) {
+  std::printf("%-12s", first);
+  for (const char* s : kStageNames) std::printf(" %7s", s);
+  std::printf(" %7s %7s %7s %7s %6s\n", "other", "total", "fixed", "floor", "fx/fl");
+}
+
+void PrintRow(const char* name, const Row& r, double floorMs) {
+  std::printf("%-12s", name);
+  if (r.refused) {
+    std::printf(" refused\n");
+    return;
+  }
+  double sum = 0;
+  for (int s = 0; s < kStages; ++s) {
+    std::printf(" %7.2f", r.stage[s]);
+    sum += r.stage[s];
+  }
+  std::printf(" %7.2f %7.2f %7.2f %7.2f %6.2f  (%d look pass%s)\n", r.total - sum, r.total,
+              r.Fixed(), floorMs, floorMs > 0 ? r.Fixed() / floorMs : 0.0, r.lookPasses,
+              r.lookPasses == 1 ? "" : "es");
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+// Usage: bench_stages [frames] [capture runs] [effect ...]
+int main(int argc, char** argv) {
+  const pe::bench::BenchArgs args = pe::bench::ParseArgs(argc, argv, 15);
+  const int frames = args.frames, runs = args.runs;
+  const std::vector<int>& effects = args.effects;
+
+  const int sizes[][2] = {{1280, 720}, {1920, 1080}};
+  std::map<int, double> preview1080;
+  for (const auto& s : sizes) {
+    Row floorRow;
+    {
+      Floor f;
+      floorRow = f.Ms(s[0], s[1], frames);
+    }
+    std::printf("\n%dx%d preview, ms per frame (%s, medians of %d frames)\n", s[0], s[1],
+                CpuClock() ? "process CPU time" : "wall clock", frames);
+    Header("effect");
+    PrintRow("floor", floorRow, floorRow.total);
+    for (int e : effects) {
+      if (e < 1 || e > 18) continue;
+      const Row r = Preview(e, s[0], s[1], frames);
+      PrintRow(pe::bench::EffectName(e), r, floorRow.total);
+      if (s[0] == 1920 && !r.refused) preview1080[e] = r.total;
+    }
+  }
+
+  const int cw = 4000, ch = 3000;
+  const double mpx = cw * ch / 1e6, mpx1080 = 1920 * 1080 / 1e6;
+  std::printf("\n%dx%d capture behind a 1280x720 preview, ms (medians of %d runs)\n", cw, ch, runs);
+  Header("effect");
+  for (int e : effects) {
+    if (e < 1 || e > 18) continue;
+    const Row r = Capture(e, 1280, 720, cw, ch, runs);
+    PrintRow(pe::bench::EffectName(e), r, 0);
+    if (r.refused || !preview1080.count(e)) continue;
+    const double capPerMp = r.total / mpx, prevPerMp = preview1080[e] / mpx1080;
+    std::printf("%-12s ms/Mpx capture %.2f, 1920x1080 preview %.2f, ratio %.2f\n", "", capPerMp,
+                prevPerMp, capPerMp / prevPerMp);
+  }
+  return 0;
+}
