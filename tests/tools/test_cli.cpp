@@ -186,7 +186,7 @@ struct FakeState {
   char effect = '0';
   int w = 0, h = 0, processed = 0, captureResult = 0;
   std::set<long> offsets;
-  bool previewing = false;
+  bool previewing = false, refuseAll = false;
 } fake;
 
 class FakePostEffect : public IPostEffect {
@@ -200,7 +200,8 @@ class FakePostEffect : public IPostEffect {
   int handlePreview(int fd, void* base, int offset) override {
     Log("handlePreview");
     if (!fake.previewing) return PE_RESULT_NOT_PREVIEWING;
-    if (fake.effect == 'I' || fake.effect == 'J') return PE_RESULT_PREVIEW_START_FAILED;
+    if (fake.refuseAll || fake.effect == 'I' || fake.effect == 'J')
+      return PE_RESULT_PREVIEW_START_FAILED;
     return Process(fd, base, offset, fake.w, fake.h);
   }
   int stopPreview() override { return fake.previewing = false, Log("stopPreview"); }
@@ -549,6 +550,10 @@ TEST_F(Commands, GalleryTilesEveryEffectTheLibraryAccepts) {
   const uint8_t* white = chart.At(40, 100);
   EXPECT_LE(std::abs(sheet.At(8 + 40, 8 + 22 + 100)[1] - white[1]), 2);
   EXPECT_GE(std::abs(sheet.At(8 + 648 + 40, 8 + 22 + 100)[1] - white[1]), 200);
+
+  fake.refuseAll = true;  // nothing to tile: an error, not an empty sheet
+  EXPECT_EQ(Cli("gallery none.png").rc, 1);
+  EXPECT_NE(access("none.png", F_OK), 0);
 }
 
 TEST_F(Commands, ListShowsEveryEffectWithItsCharacterAndWhatTheLibraryRefuses) {

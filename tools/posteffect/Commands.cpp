@@ -568,6 +568,10 @@ int Gallery(const std::vector<std::string>& args, const Context& ctx) {
   }
   progress.Finish();
   if (!refused.empty()) Line(ctx.err, "note: effects this library refuses: " + refused);
+  if (tiles.empty()) {
+    Line(ctx.err, "gallery: the library ran none of the effects; nothing written");
+    return kExitFailure;
+  }
 
   const int scale = tw >= 200 ? 2 : 1;
   const int margin = 8;
