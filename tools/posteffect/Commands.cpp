@@ -64,6 +64,9 @@ constexpr const char kApplyUsage[] =
     "own name through one service object; a picture that fails is named and the\n"
     "rest go on, and a summary closes the run.\n"
     "\n"
+    "Video files (.mp4, .mov, .mkv, .webm) go through GStreamer with their audio:\n"
+    "'posteffect apply --effect E in.mp4 out.mp4 --help' lists their options.\n"
+    "\n"
     "options:\n";
 
 constexpr const char kApplyOptionsHelp[] =
