@@ -2,7 +2,6 @@
 
 #include <pe/Log.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -41,16 +40,6 @@ const float kSketchKernel[kTaps] = {0.008847f, 0.018216f, 0.033562f, 0.055335f, 
                                     0.107778f, 0.127325f, 0.134598f, 0.127325f, 0.107778f,
                                     0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
 
-bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigned texH, unsigned vw,
-                  unsigned vh) {
-  auto whole = [](double v) { return std::fabs(v - std::round(v)) < 1e-3; };
-  const double w = std::fabs(static_cast<double>(s1) - s0) * texW;
-  const double h = std::fabs(static_cast<double>(t1) - t0) * texH;
-  return std::fabs(w - vw) < 1e-3 && std::fabs(h - vh) < 1e-3 &&
-         whole(static_cast<double>(std::min(s0, s1)) * texW) &&
-         whole(static_cast<double>(std::min(t0, t1)) * texH);
-}
-
 }  // namespace blur
 }  // namespace pe
 
@@ -75,14 +64,6 @@ const GLProgDesc kBlur = {kShader_blur_vert,
 
 // Tap offsets in the order the blur shader pairs them with the weights.
 const int kTapOrder[pe::blur::kShifts] = {-5, -4, -3, -2, -1, 1, 2, 3, 4, 5, -6, -7, 6, 7};
-
-// Sets a texture's filters without GLTexture::Bind, which would also refresh
-// a streaming texture's data. Leaves the texture bound to the active unit.
-void SetFilter(const GLTexture* tex, GLint filter) {
-  glBindTexture(tex->GetTarget(), tex->GetName());
-  glTexParameteri(tex->GetTarget(), GL_TEXTURE_MIN_FILTER, filter);
-  glTexParameteri(tex->GetTarget(), GL_TEXTURE_MAG_FILTER, filter);
-}
 
 void Corners(float* c, float s0, float t0, float s1, float t1) {
   const float v[8] = {s0, t1, s0, t0, s1, t0, s1, t1};
@@ -179,6 +160,8 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
     return false;
   }
   m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
+  // The mix reads the sharp picture at each pixel's own texel.
+  m_sourceReads = kReadsOwnTexel;
   if (!MakePassTarget(m_pTexH, m_pFboH, "[%s] Creating tex for fbo pass KOp H",
                       "[%s] Creating fbo pass KOp H") ||
       !MakePassTarget(m_pTexV, m_pFboV, "[%s] Creating tex for fbo pass KOp V",
@@ -232,25 +215,14 @@ void GEBlurShader::RunBlurPasses() {
   }
 }
 
-bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& setUniforms,
-                           const float* crop) {
+bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& setUniforms) {
   GLProgBlurMix* mix = m_pMixProg.get();
-  float c[4] = {texCoords[0], texCoords[3], texCoords[4], texCoords[1]};
-  if (crop)
-    for (int i = 0; i < 4; ++i) c[i] = c[i] * crop[2 + i % 2] + crop[i % 2];
-  // Where the sharp picture is drawn texel for texel, filtering it changes
-  // nothing and costs a blend of four texels per pixel.
-  const bool exact = pe::blur::TexelAligned(c[0], c[1], c[2], c[3], m_pSrcTexture->GetAllocWidth(),
-                                            m_pSrcTexture->GetHeight(), m_uWidth, m_uHeight);
-  if (exact) SetFilter(m_pSrcTexture, GL_NEAREST);
-  const bool ok = DrawAndConvert(mix, texCoords, [&] {
+  return DrawAndConvert(mix, texCoords, [&] {
     mix->VertexAttribPointer(GLProgBlurMix::ATTRIB_BLUR_TEX_COORD, 2, m_fBlurCoord);
     if (mix->IsLarge())
       mix->VertexAttribPointer(GLProgBlurMix::ATTRIB_GLOBAL_TEX_COORD, 2, m_fGlobalCoord);
     setUniforms();
   });
-  if (exact) SetFilter(m_pSrcTexture, GL_LINEAR);
-  return ok;
 }
 
 bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, int H) {

@@ -23,11 +23,6 @@ float StrengthMix(int p0);
 // The sketches' fixed kernel.
 extern const float kSketchKernel[kTaps];
 
-// Whether a draw of a vw x vh viewport over [s0, s1] x [t0, t1] of a
-// texW x texH texture meets every texel at its centre, one to one.
-bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigned texH, unsigned vw,
-                  unsigned vh);
-
 }  // namespace blur
 }  // namespace pe
 
@@ -90,11 +85,9 @@ class GEBlurShader : public GEShader {
                    float* radius) const;
   // The two reduced passes over the part of the source in m_fPassCoord.
   void RunBlurPasses();
-  // The full-size pass from texCoords (source; scaled and moved by crop where
-  // the program applies it) and m_fBlurCoord (blur), with the block's place
-  // in the picture when the program is a capture one.
-  bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms,
-               const float* crop = nullptr);
+  // The full-size pass from texCoords (source) and m_fBlurCoord (blur), with
+  // the block's place in the picture when the program is a capture one.
+  bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms);
 
   // Capture with an apron of picture around each block (depth of field,
   // tilt-shift) and with overlapping blocks (sketches).

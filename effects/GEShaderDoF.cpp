@@ -58,6 +58,8 @@ bool GEShaderDoF::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
                   captureMode ? "[%s] Creating prog pass size-up large"
                               : "[%s] Creating prog pass size-up"))
     return false;
+  // The preview's mix reads its own texel through the crop uniform.
+  m_sourceReads = kReadsCroppedTexel;
   const float q = std::pow(static_cast<float>(src->GetHeight()) / src->GetWidth(), 2.f);
   m_fWHRatioSquare = q;
   if (std::fabs(q - 0.36f) < 0.0001f)
@@ -106,16 +108,13 @@ void GEShaderDoF::OnCapture(int width, int height) {
 bool GEShaderDoF::ProcBlock(unsigned, unsigned, int, int) {
   RunBlurPasses();
   GLProgBlurMix* mix = m_pMixProg.get();
-  return DrawMix(
-      m_fTexCoord,
-      [&] {
-        if (!mix->IsLarge())
-          mix->Uniform4f(GLProgPassSizeUp::UNIFORM_CROP, m_fCrop[0], m_fCrop[1], m_fCrop[2],
-                         m_fCrop[3]);
-        mix->Uniform1f(GLProgPassSizeUp::UNIFORM_WH_RATIO_SQ, m_fWHRatioSquare);
-        mix->Uniform1f(GLProgPassSizeUp::UNIFORM_MIX_WEIGHT, m_fMixWeight);
-        mix->Uniform2f(GLProgPassSizeUp::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
-        mix->Uniform2f(GLProgPassSizeUp::UNIFORM_DIST_SQUARE, m_fDistSquare[0], m_fDistSquare[1]);
-      },
-      mix->IsLarge() ? nullptr : m_fCrop);
+  return DrawMix(m_fTexCoord, [&] {
+    if (!mix->IsLarge())
+      mix->Uniform4f(GLProgPassSizeUp::UNIFORM_CROP, m_fCrop[0], m_fCrop[1], m_fCrop[2],
+                     m_fCrop[3]);
+    mix->Uniform1f(GLProgPassSizeUp::UNIFORM_WH_RATIO_SQ, m_fWHRatioSquare);
+    mix->Uniform1f(GLProgPassSizeUp::UNIFORM_MIX_WEIGHT, m_fMixWeight);
+    mix->Uniform2f(GLProgPassSizeUp::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
+    mix->Uniform2f(GLProgPassSizeUp::UNIFORM_DIST_SQUARE, m_fDistSquare[0], m_fDistSquare[1]);
+  });
 }

@@ -5,6 +5,16 @@
 
 namespace pe {
 
+bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigned texH, unsigned vw,
+                  unsigned vh) {
+  auto whole = [](double v) { return std::fabs(v - std::round(v)) < 1e-3; };
+  const double w = std::fabs(static_cast<double>(s1) - s0) * texW;
+  const double h = std::fabs(static_cast<double>(t1) - t0) * texH;
+  return std::fabs(w - vw) < 1e-3 && std::fabs(h - vh) < 1e-3 &&
+         whole(static_cast<double>(std::min(s0, s1)) * texW) &&
+         whole(static_cast<double>(std::min(t0, t1)) * texH);
+}
+
 BlockWalk::BlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsigned procH, unsigned allocW,
                      int overlapX, int overlapY)
     : m_imgW(imgW),

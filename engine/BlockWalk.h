@@ -5,6 +5,11 @@
 
 namespace pe {
 
+// Whether a draw of a vw x vh viewport over [s0, s1] x [t0, t1] of a
+// texW x texH texture meets every texel at its centre, one to one.
+bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigned texH, unsigned vw,
+                  unsigned vh);
+
 struct BlockRect {
   unsigned x, y, w, h;
   float s1, t1;  // far texture coordinates of the block in the source texture

@@ -435,30 +435,10 @@ bool GEShader::ReadsTexelCentres(const float* texCoords) const {
     t0 = t0 * c[3] + c[1];
     t1 = t1 * c[3] + c[1];
   }
-  const float texW = static_cast<float>(m_pSrcTexture->GetAllocWidth());
-  const float texH = static_cast<float>(m_pSrcTexture->GetHeight());
-  const float vw = static_cast<float>(m_uWidth), vh = static_cast<float>(m_uHeight);
-  auto near = [](float a, float b) { return a > b - 1e-3f && a < b + 1e-3f; };
-  if (s0 != 0.f || t0 != 0.f || !near((s1 - s0) * texW, vw) || !near((t1 - t0) * texH, vh))
-    return false;
-  return m_sourceReads != kReadsTexelKernel || (near(texW, vw) && near(texH, vh));
+  const unsigned texW = m_pSrcTexture->GetAllocWidth(), texH = m_pSrcTexture->GetHeight();
+  if (!pe::TexelAligned(s0, t0, s1, t1, texW, texH, m_uWidth, m_uHeight)) return false;
+  return m_sourceReads != kReadsTexelKernel || (texW == m_uWidth && texH == m_uHeight);
 }
-
-namespace {
-
-// Filter of the source on unit 0, where every look binds it, leaving the
-// unit's binding as it was.
-void SetSourceFilter(GLTexture* src, GLint filter) {
-  GLint bound = 0;
-  glActiveTexture(GL_TEXTURE0);
-  glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
-  glBindTexture(GL_TEXTURE_2D, src->GetName());
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
-  glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(bound));
-}
-
-}  // namespace
 
 bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
                               const std::function<void()>& setUniforms) {
@@ -471,9 +451,9 @@ bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
   prog->SetTextureCoord(2, texCoords);
   // The source is shared with every other pass: linear again after the draw.
   const bool nearest = ReadsTexelCentres(texCoords);
-  if (nearest) SetSourceFilter(m_pSrcTexture, GL_NEAREST);
+  if (nearest) m_pSrcTexture->SetFilter(GL_NEAREST);
   prog->Draw();
-  if (nearest) SetSourceFilter(m_pSrcTexture, GL_LINEAR);
+  if (nearest) m_pSrcTexture->SetFilter(GL_LINEAR);
   // A preview frame fills the target; a still's block is copied out only
   // where it was drawn.
   if (m_captureMode)

@@ -90,6 +90,9 @@ class GEShader {
   bool ConvertYUV(int x, int y);
   // The w x h corner of the RGB result just drawn into both planes.
   bool ConvertDrawn(int w, int h);
+  // The luma and chroma passes over the RGB result, each into its viewport
+  // (x, y, w, h) from its quad's texture coordinates.
+  void DrawPlanes(const int* yView, const float* yCoords, const int* uvView, const float* uvCoords);
   bool BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight, int x,
                     int y, int w, int h);
   bool MemcpyYUV(void* dstY, void* dstUV);

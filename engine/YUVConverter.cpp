@@ -27,12 +27,6 @@ bool MakeTarget(GLTexture** tex, GLFbo** fbo, int w, int h, unsigned char stream
   return true;
 }
 
-void SetFilter(GLTexture* tex, GLint filter) {
-  tex->Bind();
-  tex->SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
-  tex->SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
-}
-
 void FarCoords(float* c, int x, int y, int w, int h, int rgbW, int rgbH) {
   // Integer quotients on purpose: the rectangle always ends at the far edges.
   const float s = rgbW > 0 ? static_cast<float>(static_cast<unsigned>(x + w) / rgbW) : 0.f;
@@ -88,24 +82,31 @@ bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHe
   return true;
 }
 
-bool GEShader::ConvertYUV(int x, int y, int w, int h) {
+void GEShader::DrawPlanes(const int* yView, const float* yCoords, const int* uvView,
+                          const float* uvCoords) {
+  // Luma reads whole texels; chroma lets filtering average each 2x2 group.
   m_pYFbo->Bind();
-  glViewport(x / 4, y, w / 4, h);
+  glViewport(yView[0], yView[1], yView[2], yView[3]);
   m_pProgRGBtoY->Use();
   m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
-  SetFilter(m_pRGBTexture, GL_NEAREST);
-  FarCoords(m_fYTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
-  m_pProgRGBtoY->SetTextureCoord(2, m_fYTexCoord);
+  m_pRGBTexture->SetFilter(GL_NEAREST);
+  m_pProgRGBtoY->SetTextureCoord(2, yCoords);
   m_pProgRGBtoY->Draw();
 
   m_pUVFbo->Bind();
-  glViewport(x, y, w / 4, h / 2);
-  SetFilter(m_pRGBTexture, GL_LINEAR);
-  FarCoords(m_fUVTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
+  glViewport(uvView[0], uvView[1], uvView[2], uvView[3]);
+  m_pRGBTexture->SetFilter(GL_LINEAR);
   m_pProgRGBtoUV->Use();
   m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
-  m_pProgRGBtoUV->SetTextureCoord(2, m_fUVTexCoord);
+  m_pProgRGBtoUV->SetTextureCoord(2, uvCoords);
   m_pProgRGBtoUV->Draw();
+}
+
+bool GEShader::ConvertYUV(int x, int y, int w, int h) {
+  FarCoords(m_fYTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
+  FarCoords(m_fUVTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
+  const int yView[4] = {x / 4, y, w / 4, h}, uvView[4] = {x, y, w / 4, h / 2};
+  DrawPlanes(yView, m_fYTexCoord, uvView, m_fUVTexCoord);
   return true;
 }
 
@@ -124,41 +125,15 @@ bool GEShader::ConvertDrawn(int w, int h) {
   const float tUV = static_cast<float>(2 * uvH) / static_cast<float>(rgbH);
   const float yCoords[8] = {0, tY, 0, 0, s, 0, s, tY};
   const float uvCoords[8] = {0, tUV, 0, 0, s, 0, s, tUV};
-
-  m_pYFbo->Bind();
-  glViewport(0, 0, yW, h);
-  m_pProgRGBtoY->Use();
-  m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
-  SetFilter(m_pRGBTexture, GL_NEAREST);
-  m_pProgRGBtoY->SetTextureCoord(2, yCoords);
-  m_pProgRGBtoY->Draw();
-
-  m_pUVFbo->Bind();
-  glViewport(0, 0, yW, uvH);
-  SetFilter(m_pRGBTexture, GL_LINEAR);
-  m_pProgRGBtoUV->Use();
-  m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
-  m_pProgRGBtoUV->SetTextureCoord(2, uvCoords);
-  m_pProgRGBtoUV->Draw();
+  const int yView[4] = {0, 0, yW, h}, uvView[4] = {0, 0, yW, uvH};
+  DrawPlanes(yView, yCoords, uvView, uvCoords);
   return true;
 }
 
 bool GEShader::ConvertYUV(int x, int y) {
-  m_pYFbo->Bind();
-  glViewport(x, y, m_nRGBWidth / 4, m_nRGBHeight);
-  m_pProgRGBtoY->Use();
-  m_pProgRGBtoY->SetVertexCoord(4, kQuadVertices);
-  SetFilter(m_pRGBTexture, GL_NEAREST);
-  m_pProgRGBtoY->SetTextureCoord(2, kQuadTexCoords);
-  m_pProgRGBtoY->Draw();
-
-  m_pUVFbo->Bind();
-  glViewport(x, y, m_nRGBWidth / 4, m_nRGBHeight / 2);
-  SetFilter(m_pRGBTexture, GL_LINEAR);
-  m_pProgRGBtoUV->Use();
-  m_pProgRGBtoUV->SetVertexCoord(4, kQuadVertices);
-  m_pProgRGBtoUV->SetTextureCoord(2, kQuadTexCoords);
-  m_pProgRGBtoUV->Draw();
+  const int yView[4] = {x, y, m_nRGBWidth / 4, m_nRGBHeight};
+  const int uvView[4] = {x, y, m_nRGBWidth / 4, m_nRGBHeight / 2};
+  DrawPlanes(yView, kQuadTexCoords, uvView, kQuadTexCoords);
   return true;
 }
 

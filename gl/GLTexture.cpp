@@ -254,6 +254,19 @@ unsigned GLTexture::SetSampling(int wrap, int filter) {
   return ok;
 }
 
+unsigned GLTexture::SetFilter(int filter) {
+  // A pass may have bound its other inputs by hand: the active unit keeps
+  // what it held.
+  GLint bound = 0;
+  glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+  glBindTexture(m_uTarget, m_uName);
+  if (!CheckGLError("SetFilter", "glBindTexture")) return 0;
+  const unsigned ok = SetParameteri(GL_TEXTURE_MIN_FILTER, filter) &
+                      SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+  glBindTexture(m_uTarget, static_cast<GLuint>(bound));
+  return ok;
+}
+
 unsigned GLTexture::Bind() {
   glBindTexture(m_uTarget, m_uName);
   if (!CheckGLError("Bind", "glBindTexture")) return 0;

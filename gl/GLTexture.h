@@ -40,6 +40,9 @@ class GLTexture {
   // Binds the texture and sets both wrap modes and, unless filter is 0, the
   // minification and magnification filters.
   unsigned SetSampling(int wrap, int filter = 0);
+  // Both filters, without refreshing a streaming texture's data (sampling
+  // state never needs it); the active unit's binding is left as it was.
+  unsigned SetFilter(int filter);
   // Binds to the active unit; a streaming texture also gets the CPU's latest
   // data for sampling.
   unsigned Bind();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <posteffect/Globals.h>
 
+#include "BlockWalk.h"
 #include "GEBlurPasses.h"
 
 // The GL layer reads the manager's display and context; there is no manager.
@@ -10,6 +11,7 @@ EGLContext g_eglContext = EGL_NO_CONTEXT;
 namespace {
 
 using namespace pe::blur;
+using pe::TexelAligned;
 
 // Rows whose values are known by heart check the generated table's formula,
 // rounding and offset order.
