@@ -51,7 +51,6 @@ enum PostEffectMode { MODE_PREVIEW, MODE_CAPTURE };
 // The library expands frame rows in groups of 16 pixels and needs even
 // sizes; other frames travel through a padded copy.
 constexpr int kWidthStep = 16;
-// The manager's bound on effect numbers unless the host raises it.
 constexpr int kMaxSide = 16384;
 constexpr Size kDefaultPreview = {1280, 720};
 
