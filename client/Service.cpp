@@ -12,6 +12,10 @@ namespace pe::cli {
 
 SharedHeap::~SharedHeap() { Release(); }
 
+bool SharedHeap::Reserve(size_t slotBytes, std::string* error) {
+  return (slots_ >= 1 && slotBytes <= stride_) || Create(slotBytes, 1, error);
+}
+
 SharedHeap& SharedHeap::operator=(SharedHeap&& other) noexcept {
   if (this != &other) {
     Release();

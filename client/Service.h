@@ -30,6 +30,10 @@ class SharedHeap {
   SharedHeap& operator=(SharedHeap&& other) noexcept;
 
   bool Create(size_t slotBytes, int slots, std::string* error);
+  // One slot of at least slotBytes. The heap is made anew only to grow: a
+  // service object maps each heap it is handed once, so one kept for frame
+  // after frame is mapped once.
+  bool Reserve(size_t slotBytes, std::string* error);
   int fd() const { return fd_; }
   void* base() const { return base_; }
   long Offset(int slot) const { return static_cast<long>(slot * stride_); }

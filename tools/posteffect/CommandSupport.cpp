@@ -78,11 +78,7 @@ bool PictureRunner::Run(const EffectRequest& request, const Crop& crop, Mode mod
       return false;
     }
   }
-  if (frame->data.size() > heapBytes_) {
-    heapBytes_ = 0;
-    if (!heap_.Create(frame->data.size(), 1, error)) return false;
-    heapBytes_ = frame->data.size();
-  }
+  if (!heap_.Reserve(frame->data.size(), error)) return false;
   std::memcpy(heap_.Slot(0), frame->data.data(), frame->data.size());
   if (!ProcessInService(*service_, heap_, 0, frame->width, frame->height, request, crop, mode,
                         preview, error))

@@ -53,8 +53,7 @@ PaddedFrame ShrinkToFit(const PaddedFrame& picture, Size box);
 int ShrinkFactor(int width, int height, Size box);
 
 // Pictures one after another through one service object, started for the
-// first. The shared heap grows to the largest picture and is then kept: the
-// service object maps each heap it is handed once.
+// first, in one shared heap kept at the largest picture's size.
 class PictureRunner {
  public:
   explicit PictureRunner(const Backend& backend) : backend_(backend) {}
@@ -66,7 +65,6 @@ class PictureRunner {
   Backend backend_;
   std::unique_ptr<Service> service_;
   SharedHeap heap_;
-  size_t heapBytes_ = 0;
 };
 
 // A progress line on a terminal, "3 of 20: name, about 12 s left", rewritten

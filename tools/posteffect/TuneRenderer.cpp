@@ -74,15 +74,7 @@ void TuneRenderer::Loop(std::promise<std::string> started) {
 RenderResult TuneRenderer::RunJob(const RenderJob& job) {
   RenderResult result;
   const Nv21Frame& in = *job.frame;
-  // The heap grows to the largest frame seen and is then kept: the service
-  // object maps each heap it is handed once.
-  if (in.data.size() > heapBytes_) {
-    if (!heap_.Create(in.data.size(), 1, &result.error)) {
-      heapBytes_ = 0;
-      return result;
-    }
-    heapBytes_ = in.data.size();
-  }
+  if (!heap_.Reserve(in.data.size(), &result.error)) return result;
   std::memcpy(heap_.Slot(0), in.data.data(), in.data.size());
   // A preview of the same effect, crop and size takes new values on its
   // next frame, as a camera's running preview does; anything else starts

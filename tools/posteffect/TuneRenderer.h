@@ -61,7 +61,6 @@ class TuneRenderer {
   // Owned by the render thread.
   std::unique_ptr<Service> service_;
   SharedHeap heap_;
-  size_t heapBytes_ = 0;
   // The preview left running by the last job, if any: its effect, crop and size.
   bool previewing_ = false;
   RenderJob running_;
