@@ -171,7 +171,7 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
     return false;
   }
   PE_LOG(Log(), pe::kLogInfo, "[%s] Creating prog Blur", "Init");
-  if (!LoadProgram(m_pBlurProg, blur, "[%s] can't load program Blur")) {
+  if (!LoadProgram(m_pBlurProg, blur, "[%s] can't load program Blur", false)) {
     delete mix;
     return false;
   }

@@ -98,7 +98,7 @@ bool GEShaderDot::MakeSizeDown(unsigned w, unsigned h) {
 
 bool GEShaderDot::LoadPasses(GLTexture* src, bool large) {
   LOGI("[%s] Creating dot shader pass1", "Init");
-  if (!LoadProgram(m_pPass1, new GLProgDotPass1(), "[%s] can't load program")) return false;
+  if (!LoadProgram(m_pPass1, new GLProgDotPass1(), "[%s] can't load program", false)) return false;
   m_pPass1->SetTextures(0, src);
   LOGI("[%s] Creating dot shader pass2", "Init");
   if (!LoadProgram(m_pPass2, large ? new GLProgDotPass2Large() : new GLProgDotPass2(),

@@ -18,6 +18,7 @@
 #include "GLProgRGBtoY.h"
 #include "GLProgram.h"
 #include "GLTexture.h"
+#include "PlanesOutput.h"
 
 PE_LOG_MODULE("GEShader");
 
@@ -442,11 +443,15 @@ bool GEShader::ReadsTexelCentres(const float* texCoords) const {
 
 bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
                               const std::function<void()>& setUniforms) {
-  m_pRGBFbo->Bind();
-  glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uWidth),
-             static_cast<GLsizei>(m_uHeight));
+  const int w = static_cast<int>(m_uWidth), h = static_cast<int>(m_uHeight);
+  const bool planes = DrawPlanesPass(prog, w, h);
+  if (!planes) {
+    m_pRGBFbo->Bind();
+    glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), w, h);
+  }
   if (!prog->Use()) return false;
   if (setUniforms) setUniforms();
+  prog->SetPlanes(planes);
   prog->SetVertexCoord(4, kQuadVertices);
   prog->SetTextureCoord(2, texCoords);
   // The source is shared with every other pass: linear again after the draw.
@@ -454,13 +459,17 @@ bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
   if (nearest) m_pSrcTexture->SetFilter(GL_NEAREST);
   prog->Draw();
   if (nearest) m_pSrcTexture->SetFilter(GL_LINEAR);
-  // A preview frame fills the target; a still's block is copied out only
-  // where it was drawn.
-  if (m_captureMode)
-    ConvertDrawn(static_cast<int>(m_uWidth), static_cast<int>(m_uHeight));
-  else
+  if (planes) {
+    // Other draws of the program (a still's own walk) expect its RGB colour.
+    prog->SetPlanes(false);
+    m_bPlanesDrawn = true;
+  } else if (m_captureMode) {
+    // A still's block is copied out only where it was drawn.
+    ConvertDrawn(w, h);
+  } else {
     ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->GetWidth()),
                static_cast<int>(m_pSrcTexture->GetHeight()));
+  }
   glFlush();
   glFinish();
   return true;

@@ -14,6 +14,7 @@ class IYUVConverter;
 
 namespace pe {
 struct LogModule;
+class PlanesTarget;
 }  // namespace pe
 
 class GEShader;
@@ -136,10 +137,13 @@ class GEShader {
                   unsigned w, unsigned h, unsigned char captureMode, IYUVConverter* converter,
                   int dispW = 960, int dispH = 544);
   // Takes prog into owner and loads it; a failure logs failLine under the
-  // effect's tag ("[%s] can't load program" and the like).
+  // effect's tag ("[%s] can't load program" and the like). A program whose
+  // colour is the effect's result (not an intermediate pass) is loaded able
+  // to draw the output planes directly where the context allows.
   template <class T>
-  bool LoadProgram(GEOwned<T>& owner, T* prog, const char* failLine) {
+  bool LoadProgram(GEOwned<T>& owner, T* prog, const char* failLine, bool drawsResult = true) {
     owner.reset(prog);
+    prog->RequestPlanes(drawsResult && m_pPlanes);
     if (owner->Load()) return true;
     LogError(failLine, "Init");
     return false;
@@ -163,9 +167,13 @@ class GEShader {
   pe::LogModule& Log() const { return *m_pLog; }
   // Draws prog over the fixed quad into the RGB result at the viewport (after
   // setUniforms, with the program in use), then converts the result into the
-  // Y and chroma planes and waits for the GPU.
+  // Y and chroma planes and waits for the GPU. A program that draws the
+  // planes itself does both in one pass where the viewport allows.
   bool DrawAndConvert(GLProgram* prog, const float* texCoords,
                       const std::function<void()>& setUniforms = nullptr);
+  // Binds the one-pass output for a w x h draw of prog from the target's
+  // corner, when both allow it; false leaves everything as it was.
+  bool DrawPlanesPass(GLProgram* prog, int w, int h);
 
   // Where the look pass reads the source, stated by the effect. When a draw
   // maps the source one texel to one pixel, a read at the pixel's own texel
@@ -215,6 +223,10 @@ class GEShader {
   GLProgRGBtoUV* m_pProgRGBtoUV = nullptr;
   GLTexture* m_pRGBTexture = nullptr;
   GLFbo* m_pRGBFbo = nullptr;
+  // The one-pass output, when the context has it, and whether the planes
+  // last drawn are its (the luma then in two halves) or the converter's.
+  pe::PlanesTarget* m_pPlanes = nullptr;
+  bool m_bPlanesDrawn = false;
   float m_fYTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   float m_fUVTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
 

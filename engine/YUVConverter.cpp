@@ -12,6 +12,7 @@
 #include "GLProgRGBtoY.h"
 #include "GLProgram.h"
 #include "GLTexture.h"
+#include "PlanesOutput.h"
 
 PE_LOG_MODULE("GEShader");
 
@@ -79,11 +80,28 @@ bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHe
   m_pProgRGBtoUV->SetTextures(0, m_pRGBTexture);
   const float uvShift[4] = {-1.f / w, 0.f / h, 1.f / w, 0.f / h};
   m_pProgRGBtoUV->SetShift(uvShift);
+  // Whole groups of four columns and pairs of rows only: each one-pass
+  // fragment covers such a group.
+  if (rgbWidth % 4 == 0 && rgbHeight % 2 == 0 && pe::PlanesSupported()) {
+    m_pPlanes = new pe::PlanesTarget();
+    if (!m_pPlanes->Init(m_pUVTexture)) return false;
+  }
+  return true;
+}
+
+bool GEShader::DrawPlanesPass(GLProgram* prog, int w, int h) {
+  const bool whole = w == m_nRGBWidth && h == m_nRGBHeight;
+  const bool corner = m_captureMode && w <= m_nRGBWidth && h <= m_nRGBHeight;
+  if (!m_pPlanes || !prog->DrawsPlanes() || m_uX != 0 || m_uY != 0 || w <= 0 || h <= 0 || w % 4 ||
+      h % 2 || !(whole || corner) || !m_pPlanes->Bind())
+    return false;
+  glViewport(0, 0, w / 4, h / 2);
   return true;
 }
 
 void GEShader::DrawPlanes(const int* yView, const float* yCoords, const int* uvView,
                           const float* uvCoords) {
+  m_bPlanesDrawn = false;
   // Luma reads whole texels; chroma lets filtering average each 2x2 group.
   m_pYFbo->Bind();
   glViewport(yView[0], yView[1], yView[2], yView[3]);
@@ -140,17 +158,25 @@ bool GEShader::ConvertYUV(int x, int y) {
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight,
                             int x, int y, int w, int h) {
   // Planes that did not come back from the GPU hold an older frame.
-  if (!m_pYTexture || !m_pUVTexture || !m_pYTexture->clean_buffer() ||
-      !m_pUVTexture->clean_buffer())
+  GLTexture* const luma[2] = {m_bPlanesDrawn ? m_pPlanes->LumaHalf(0) : m_pYTexture,
+                              m_bPlanesDrawn ? m_pPlanes->LumaHalf(1) : nullptr};
+  if (!luma[0] || !m_pUVTexture || !luma[0]->clean_buffer() ||
+      (luma[1] && !luma[1]->clean_buffer()) || !m_pUVTexture->clean_buffer())
     return false;
   if (!dstY || !dstUV) {
     LOGE("[%s] pDstYStart (%p) or pDstUVStart (%p) is NULL\n", "BlockCopyYUV",
          static_cast<void*>(dstY), static_cast<void*>(dstUV));
     return false;
   }
-  const unsigned char* srcY = static_cast<unsigned char*>(m_pYTexture->m_pData);
+  const unsigned char* srcY = static_cast<unsigned char*>(luma[0]->m_pData);
+  const unsigned char* srcY2 = luma[1] ? static_cast<unsigned char*>(luma[1]->m_pData) : nullptr;
   const unsigned char* srcUV = static_cast<unsigned char*>(m_pUVTexture->m_pData);
-  if (!srcY || !srcUV || x < 0 || y < 0) return false;
+  if (!srcY || (luma[1] && !srcY2) || !srcUV || x < 0 || y < 0) return false;
+  // Luma row r: row r of the whole plane, or row r / 2 of its half.
+  auto lumaRow = [&](int r) {
+    return srcY2 ? (r % 2 ? srcY2 : srcY) + static_cast<size_t>(r / 2) * m_nYStride
+                 : srcY + static_cast<size_t>(r) * m_nYStride;
+  };
   int s = 0;
   if (x != 0) {
     s = m_nOverlapX / 2;
@@ -169,8 +195,8 @@ bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstSt
   e = std::min(e, dstHeight);
   for (int j = y; j < e && r < m_nYTexHeight; ++j, ++r) {
     if (w <= 0) break;
-    std::memcpy(dstY + static_cast<size_t>(j) * dstStride + x,
-                srcY + static_cast<size_t>(r) * m_nYStride + s, static_cast<size_t>(w));
+    std::memcpy(dstY + static_cast<size_t>(j) * dstStride + x, lumaRow(r) + s,
+                static_cast<size_t>(w));
     if (j % 2 == 0 && r / 2 < m_nUVHeight)
       std::memcpy(dstUV + static_cast<size_t>(j / 2) * dstStride + x,
                   srcUV + static_cast<size_t>(r / 2) * m_nUVStride + s, static_cast<size_t>(w));
@@ -185,6 +211,9 @@ bool GEShader::MemcpyYUV(void* dstY, void* dstUV) {
 
 bool GEShader::DeinitYUVConverter() {
   TRACE("DeinitYUVConverter");
+  delete m_pPlanes;
+  m_pPlanes = nullptr;
+  m_bPlanesDrawn = false;
   delete m_pYTexture;
   m_pYTexture = nullptr;
   delete m_pUVTexture;

@@ -260,6 +260,10 @@ unsigned GLProgram::Uniform1i(int index, int v) {
   return CheckGLError("Uniform1i", "Uniform1i");
 }
 
+void GLProgram::SetPlanes(bool on) {
+  if (m_nPlanesLoc >= 0) glUniform1f(m_nPlanesLoc, on ? 1.f : 0.f);
+}
+
 unsigned GLProgram::Uniform1f(int index, float v) {
   if (!SlotIsValid("Uniform1f", index, kUniformSlots)) return 0;
   glUniform1f(m_nUniformLoc[index], v);

@@ -63,6 +63,14 @@ class GLProgram {
 
   GLuint ProgramId() const { return m_uProgram; }
 
+  // A program asked, before Load, to draw the output planes as well as its
+  // RGB colour (see the engine's planes output). DrawsPlanes is true only
+  // when the loaded program can; SetPlanes switches it, in use.
+  void RequestPlanes(bool on) { m_bPlanesRequested = on; }
+  bool PlanesRequested() const { return m_bPlanesRequested; }
+  bool DrawsPlanes() const { return m_nPlanesLoc >= 0; }
+  void SetPlanes(bool on);
+
  protected:
   // Looks up every location of the table into its slot, failing at the first
   // one missing; points each sampler at its texture unit and uploads the
@@ -78,6 +86,8 @@ class GLProgram {
   GLTexture* m_pTextures[kTextureSlots] = {};
   // Column-major; maps (Y, V, U, 1), chroma centred at 0.5, to (R, G, B, 1).
   float m_fMatYuv2Rgb[16];
+  // The planes switch's location; -1 in a program that draws RGB only.
+  GLint m_nPlanesLoc = -1;
 
  private:
   // Deletes the program if it is one, and only in the context it was made in.
@@ -87,4 +97,5 @@ class GLProgram {
 
   EGLDisplay m_display = EGL_NO_DISPLAY;
   EGLContext m_context = EGL_NO_CONTEXT;
+  bool m_bPlanesRequested = false;
 };

@@ -26,7 +26,9 @@
 
 #include "BenchFrame.h"
 #include "BenchGl.h"
+#include "Effects.h"
 #include "GPUPostEffect.h"
+#include "Options.h"
 
 namespace {
 
@@ -158,7 +160,8 @@ PE_INTERPOSE void glAttachShader(GLuint program, GLuint shader) {
       g_programStage[program] = kChroma;
     else if (text.find("u_vec_rgb2y") != std::string::npos)
       g_programStage[program] = kY;
-    else if (text.find("gl_FragColor") != std::string::npos)
+    else if (text.find("gl_FragColor") != std::string::npos ||
+             text.find("gl_FragData") != std::string::npos)
       g_programStage.erase(program);
   }
   next(program, shader);
@@ -278,7 +281,12 @@ Row Run(int effect, int pw, int ph, int warm, int reps,
         const std::function<int(orvex::GPUPostEffect&)>& call) {
   orvex::GPUPostEffect fx;
   fx.start();
-  fx.setParameters(android::String8(EffectParam(effect).c_str()));
+  // The strength the tool and the element give each look when asked for none
+  // (a blur at strength 0 would skip its passes).
+  const pe::cli::EffectInfo* info = pe::cli::FindEffect(effect);
+  const std::string params =
+      EffectParam(effect) + (info ? ";GE-param0=" + pe::cli::QuadText(info->defaultParam0) : "");
+  fx.setParameters(android::String8(params.c_str()));
   fx.startPreview(pw, ph);
   std::vector<Tally> tallies;
   std::vector<double> totals;

@@ -3,6 +3,7 @@
 #include <pe/Platform.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -154,8 +155,10 @@ EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attribs, EGLConfig* co
   return EGL_FALSE;
 }
 
-bool HasGLExtension(const char* name) {
-  const char* all = reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS));
+namespace {
+
+// Whether name is a whole word of the space-separated list.
+bool ListHas(const char* all, const char* name) {
   if (!all || !name || !*name) return false;
   const size_t len = std::strlen(name);
   for (const char* p = std::strstr(all, name); p; p = std::strstr(p + 1, name)) {
@@ -164,6 +167,15 @@ bool HasGLExtension(const char* name) {
     if (startOk && endOk) return true;
   }
   return false;
+}
+
+}  // namespace
+
+// POSTEFFECT_HIDE_GL_EXTENSIONS (space-separated names) makes this driver
+// look like one without them, to run the paths such a driver takes.
+bool HasGLExtension(const char* name) {
+  return ListHas(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)), name) &&
+         !ListHas(std::getenv("POSTEFFECT_HIDE_GL_EXTENSIONS"), name);
 }
 
 }  // namespace platform

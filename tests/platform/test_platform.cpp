@@ -8,7 +8,9 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
+#include "GlContext.h"
 #include "LogCapture.h"
 
 using android::sp;
@@ -116,4 +118,21 @@ TEST(Environment, DisplaySizeAndDirectories) {
   EXPECT_EQ(pe::platform::DumpDir(), "/tmp/d/");
   unsetenv("POSTEFFECT_ASSET_DIR");
   unsetenv("POSTEFFECT_DUMP_DIR");
+}
+
+TEST(Environment, HiddenExtensionsAreWholeNames) {
+  // The driver offers both; hiding one name never hides the other.
+  pe::test::GlContext gl;
+  ASSERT_TRUE(gl.ok());
+  const char* const a = "GL_EXT_draw_buffers";
+  const char* const b = "GL_EXT_draw_buffers_indexed";
+  for (const auto& [hidden, hasA, hasB] : {std::tuple{"", true, true},
+                                           {"GL_EXT_draw_buffers", false, true},
+                                           {"GL_OES_foo GL_EXT_draw_buffers_indexed", true, false},
+                                           {"GL_EXT_draw", true, true}}) {
+    setenv("POSTEFFECT_HIDE_GL_EXTENSIONS", hidden, 1);
+    EXPECT_EQ(pe::platform::HasGLExtension(a), hasA) << hidden;
+    EXPECT_EQ(pe::platform::HasGLExtension(b), hasB) << hidden;
+  }
+  unsetenv("POSTEFFECT_HIDE_GL_EXTENSIONS");
 }
