@@ -5,6 +5,7 @@
 #include <posteffect/IPostEffect.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -200,6 +201,9 @@ bool GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& 
   // dot cut by a block edge has one colour on both sides; pass 2 and the
   // mask run on the still's own grid.
   const double s = walk.Dot(), fn = n;
+  // The mask repeats every cell: whole cells taken off its coordinates keep
+  // them small, where floats keep more of the position.
+  const double wholeX = std::floor(b.x / s), wholeY = std::floor(b.y / s);
   float pass1[8];
   for (int i = 0; i < 4; ++i) {
     const double u = kQuadTexCoords[2 * i], v = kQuadTexCoords[2 * i + 1];
@@ -208,8 +212,8 @@ bool GEShaderDot::CaptureBlock(const pe::DotGridWalk& walk, const pe::DotBlock& 
     const double gx = (b.x + u * b.w) / s, gy = (b.y + v * b.h) / s;
     m_fPass2[2 * i] = static_cast<float>((gx - b.cellX) / fn);
     m_fPass2[2 * i + 1] = static_cast<float>((gy - b.cellY) / fn);
-    m_fMaskCoord[2 * i] = static_cast<float>(gx);
-    m_fMaskCoord[2 * i + 1] = static_cast<float>(gy);
+    m_fMaskCoord[2 * i] = static_cast<float>(gx - wholeX);
+    m_fMaskCoord[2 * i + 1] = static_cast<float>(gy - wholeY);
   }
   m_uWidth = b.w;
   m_uHeight = b.h;

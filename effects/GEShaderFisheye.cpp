@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "DrawPass.h"
 #include "EffectShaders.h"
 #include "GECommon.h"
 #include "GLTexture.h"
@@ -134,15 +133,10 @@ bool GEShaderFisheye::ProcBlock(unsigned, unsigned, int w, int h, float shiftX, 
   const float s = static_cast<float>(w) / static_cast<float>(m_nRGBWidth);
   const float t = static_cast<float>(h) / static_cast<float>(m_nRGBHeight);
   const float coords[8] = {0, t, 0, 0, s, 0, s, t};
-  if (!pe::DrawPass(RgbFbo(), w, h, m_pProgram.get(), coords, [this] {
-        m_pProgram->Uniform4f(GLProgFisheye::UNIFORM_CROP, m_fCrop[0], m_fCrop[1], m_fCrop[2],
-                              m_fCrop[3]);
-      }))
-    return false;
-  ConvertDrawn(w, h);
-  glFlush();
-  glFinish();
-  return true;
+  return DrawAndConvert(m_pProgram.get(), w, h, coords, [this] {
+    m_pProgram->Uniform4f(GLProgFisheye::UNIFORM_CROP, m_fCrop[0], m_fCrop[1], m_fCrop[2],
+                          m_fCrop[3]);
+  });
 }
 
 bool GEShaderFisheye::ProcFrame(unsigned char* in, unsigned char* out, int W, int H) {

@@ -443,15 +443,24 @@ bool GEShader::ReadsTexelCentres(const float* texCoords) const {
 
 bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
                               const std::function<void()>& setUniforms) {
-  const int w = static_cast<int>(m_uWidth), h = static_cast<int>(m_uHeight);
-  const bool planes = DrawPlanesPass(prog, w, h);
-  if (!planes) {
+  return DrawAndConvert(prog, static_cast<int>(m_uWidth), static_cast<int>(m_uHeight), texCoords,
+                        setUniforms);
+}
+
+bool GEShader::DrawAndConvert(GLProgram* prog, int w, int h, const float* texCoords,
+                              const std::function<void()>& setUniforms) {
+  const bool planes = prog->DrawsPlanes();
+  if (planes) {
+    if (!BindPlanes(w, h)) return false;
+  } else {
     m_pRGBFbo->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), w, h);
   }
   if (!prog->Use()) return false;
   if (setUniforms) setUniforms();
-  prog->SetPlanes(planes);
+  if (planes)
+    prog->SetPlanesStretch(static_cast<float>((w + 3) / 4 * 4) / static_cast<float>(w),
+                           static_cast<float>((h + 1) / 2 * 2) / static_cast<float>(h));
   prog->SetVertexCoord(4, kQuadVertices);
   prog->SetTextureCoord(2, texCoords);
   // The source is shared with every other pass: linear again after the draw.
@@ -459,17 +468,13 @@ bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
   if (nearest) m_pSrcTexture->SetFilter(GL_NEAREST);
   prog->Draw();
   if (nearest) m_pSrcTexture->SetFilter(GL_LINEAR);
-  if (planes) {
-    // Other draws of the program (a still's own walk) expect its RGB colour.
-    prog->SetPlanes(false);
+  if (planes)
     m_bPlanesDrawn = true;
-  } else if (m_captureMode) {
-    // A still's block is copied out only where it was drawn.
-    ConvertDrawn(w, h);
-  } else {
+  else if (m_captureMode)
+    ConvertDrawn(w, h);  // a still's block is copied out only where it was drawn
+  else
     ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->GetWidth()),
                static_cast<int>(m_pSrcTexture->GetHeight()));
-  }
   glFlush();
   glFinish();
   return true;

@@ -171,9 +171,13 @@ class GEShader {
   // planes itself does both in one pass where the viewport allows.
   bool DrawAndConvert(GLProgram* prog, const float* texCoords,
                       const std::function<void()>& setUniforms = nullptr);
-  // Binds the one-pass output for a w x h draw of prog from the target's
-  // corner, when both allow it; false leaves everything as it was.
-  bool DrawPlanesPass(GLProgram* prog, int w, int h);
+  // The same for a w x h draw from the target's corner with its own texture
+  // coordinates (a walk with blocks of its own).
+  bool DrawAndConvert(GLProgram* prog, int w, int h, const float* texCoords,
+                      const std::function<void()>& setUniforms);
+  // Binds the one-pass output for a w x h draw from the target's corner;
+  // logs and fails where the draw does not fit it.
+  bool BindPlanes(int w, int h);
 
   // Where the look pass reads the source, stated by the effect. When a draw
   // maps the source one texel to one pixel, a read at the pixel's own texel

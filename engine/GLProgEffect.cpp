@@ -26,12 +26,13 @@ unsigned GLProgEffect::LoadWith(const char* fragment) {
   const std::string vs = pe::ComposeShader(m_desc.vertex, define, nullptr);
   const std::string fs = pe::ComposeShader(fragment, define, m_desc.prelude);
   const std::string planes = PlanesRequested() ? pe::PlanesShader(fs) : std::string();
-  m_nPlanesLoc = -1;
+  m_bDrawsPlanes = false;
   if (!GLProgram::Load(vs.c_str(), planes.empty() ? fs.c_str() : planes.c_str())) {
     LOGE("[%s] can't load shader", "Load");
     return 0;
   }
-  if (!planes.empty()) m_nPlanesLoc = glGetUniformLocation(ProgramId(), pe::kPlanesUniform);
+  m_bDrawsPlanes = !planes.empty();
+  m_nStretchLoc = m_bDrawsPlanes ? glGetUniformLocation(ProgramId(), pe::kPlanesStretch) : -1;
   LOGI("[%s] get locations", "Load");
   if (m_desc.withSource && !LoadLocations(kSourceLocations, 4)) return 0;
   if (m_desc.common && !LoadLocations(m_desc.common, m_desc.commonCount)) return 0;

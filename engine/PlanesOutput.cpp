@@ -17,7 +17,7 @@ PE_LOG_MODULE("GEShader");
 
 namespace pe {
 
-const char kPlanesUniform[] = "pe_planes";
+const char kPlanesStretch[] = "pe_stretch";
 
 namespace {
 
@@ -27,32 +27,34 @@ struct Varying {
 
 // The per-pixel part: each varying moved from the fragment's centre (between
 // the second and third pixel of the pair of rows) to the pixel's, the look
-// run there and its colour rounded as an 8-bit target would store it.
+// run there and its colour rounded as an 8-bit target would store it. The
+// eight pixels are unrolled: a loop costs a software rasteriser more than the
+// longer compile.
 std::string PlanesMain(const std::vector<Varying>& varyings) {
   std::ostringstream o;
-  o << "uniform float pe_planes;\n";
   for (const Varying& v : varyings)
     o << "#ifdef PE_V_" << v.name << "\n"
-      << v.type << " pe_dx_" << v.name << ", pe_dy_" << v.name << ";\n#endif\n";
-  o << "vec3 pe_At(vec2 o) {\n";
+      << v.type << " pe_dx_" << v.name << ", pe_dy_" << v.name << ", " << v.name << "_c;\n#endif\n";
+  o << "uniform vec2 pe_stretch;\n"
+       "vec3 pe_At(vec2 o) {\n";
   for (const Varying& v : varyings)
-    o << "#ifdef PE_V_" << v.name << "\n  pe_" << v.name << " = " << v.name << " + o.x * pe_dx_"
+    o << "#ifdef PE_V_" << v.name << "\n  pe_" << v.name << " = " << v.name << "_c + o.x * pe_dx_"
       << v.name << " + o.y * pe_dy_" << v.name << ";\n#endif\n";
   o << "  pe_look();\n"
        "  return floor(clamp(pe_FragColor.rgb, 0.0, 1.0) * 255.0 + 0.5) * (1.0 / 255.0);\n"
        "}\n"
-       "void main() {\n"
-       "  if (pe_planes < 0.5) {\n";
-  for (const Varying& v : varyings)
-    o << "#ifdef PE_V_" << v.name << "\n    pe_" << v.name << " = " << v.name << ";\n#endif\n";
-  o << "    pe_look();\n"
-       "    gl_FragData[0] = pe_FragColor;\n"
-       "    return;\n"
-       "  }\n";
-  // A fragment spans four pixels across and two down.
+       "void main() {\n";
+  // A fragment spans four pixels across and two down. A draw whose width or
+  // height ends inside the last group spreads the quad over whole groups:
+  // pe_stretch (the groups' extent over the draw's) restores each varying's
+  // rate and its value at the fragment, measured from the viewport's origin.
+  o << "  vec2 pe_grow = (pe_stretch - 1.0) * gl_FragCoord.xy;\n";
   for (const Varying& v : varyings)
     o << "#ifdef PE_V_" << v.name << "\n  pe_dx_" << v.name << " = dFdx(" << v.name
-      << ") * 0.25;\n  pe_dy_" << v.name << " = dFdy(" << v.name << ") * 0.5;\n#endif\n";
+      << ");\n  pe_dy_" << v.name << " = dFdy(" << v.name << ");\n  " << v.name << "_c = " << v.name
+      << " + pe_grow.x * pe_dx_" << v.name << " + pe_grow.y * pe_dy_" << v.name << ";\n  pe_dx_"
+      << v.name << " *= pe_stretch.x * 0.25;\n  pe_dy_" << v.name
+      << " *= pe_stretch.y * 0.5;\n#endif\n";
   o << "  vec3 a0 = pe_At(vec2(-1.5, -0.5)), a1 = pe_At(vec2(-0.5, -0.5));\n"
        "  vec3 a2 = pe_At(vec2(0.5, -0.5)), a3 = pe_At(vec2(1.5, -0.5));\n"
        "  vec3 b0 = pe_At(vec2(-1.5, 0.5)), b1 = pe_At(vec2(-0.5, 0.5));\n"

@@ -13,14 +13,13 @@ namespace pe {
 // pass and the chroma pass are skipped; the values are those the two passes
 // compute from an 8-bit RGB result.
 
-// The fragment shader source, as composed, rewritten to draw either way: with
-// the uniform "pe_planes" at 0 it is the look as written (one pixel, written
-// to the first attachment); at 1 it draws the planes. Returns an empty string
-// for a source it cannot rewrite (no "void main()").
+// The fragment shader source, as composed, rewritten to draw the planes; the
+// look's own main becomes a function run once per pixel. Returns an empty
+// string for a source it cannot rewrite (no "void main()").
 std::string PlanesShader(const std::string& fragment);
 
-// The name of the switch uniform of a rewritten program.
-extern const char kPlanesUniform[];
+// Its uniform: the planes' extent in pixels over the draw's (x, y).
+extern const char kPlanesStretch[];
 
 // Whether the context can draw three attachments at once with derivatives,
 // and the caller has not hidden it.

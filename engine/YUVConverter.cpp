@@ -89,13 +89,18 @@ bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHe
   return true;
 }
 
-bool GEShader::DrawPlanesPass(GLProgram* prog, int w, int h) {
-  const bool whole = w == m_nRGBWidth && h == m_nRGBHeight;
-  const bool corner = m_captureMode && w <= m_nRGBWidth && h <= m_nRGBHeight;
-  if (!m_pPlanes || !prog->DrawsPlanes() || m_uX != 0 || m_uY != 0 || w <= 0 || h <= 0 || w % 4 ||
-      h % 2 || !(whole || corner) || !m_pPlanes->Bind())
+bool GEShader::BindPlanes(int w, int h) {
+  // A still's block may end off the groups of four columns and pairs of rows:
+  // the last group is drawn whole and only the block is copied out.
+  const bool fits =
+      m_captureMode ? w <= m_nRGBWidth && h <= m_nRGBHeight : w == m_nRGBWidth && h == m_nRGBHeight;
+  if (!m_pPlanes || m_uX != 0 || m_uY != 0 || w <= 0 || h <= 0 || !fits) {
+    PE_LOG(*m_pLog, pe::kLogError, "[%s] can't draw %dx%d at %u,%u into the %dx%d planes",
+           "DrawAndConvert", w, h, m_uX, m_uY, m_nRGBWidth, m_nRGBHeight);
     return false;
-  glViewport(0, 0, w / 4, h / 2);
+  }
+  if (!m_pPlanes->Bind()) return false;
+  glViewport(0, 0, (w + 3) / 4, (h + 1) / 2);
   return true;
 }
 

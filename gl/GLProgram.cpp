@@ -260,8 +260,8 @@ unsigned GLProgram::Uniform1i(int index, int v) {
   return CheckGLError("Uniform1i", "Uniform1i");
 }
 
-void GLProgram::SetPlanes(bool on) {
-  if (m_nPlanesLoc >= 0) glUniform1f(m_nPlanesLoc, on ? 1.f : 0.f);
+void GLProgram::SetPlanesStretch(float x, float y) {
+  if (m_nStretchLoc >= 0) glUniform2f(m_nStretchLoc, x, y);
 }
 
 unsigned GLProgram::Uniform1f(int index, float v) {

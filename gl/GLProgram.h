@@ -63,13 +63,15 @@ class GLProgram {
 
   GLuint ProgramId() const { return m_uProgram; }
 
-  // A program asked, before Load, to draw the output planes as well as its
-  // RGB colour (see the engine's planes output). DrawsPlanes is true only
-  // when the loaded program can; SetPlanes switches it, in use.
+  // A program asked, before Load, to draw the output planes in place of its
+  // RGB colour (see the engine's planes output); DrawsPlanes says whether
+  // the loaded program does.
   void RequestPlanes(bool on) { m_bPlanesRequested = on; }
   bool PlanesRequested() const { return m_bPlanesRequested; }
-  bool DrawsPlanes() const { return m_nPlanesLoc >= 0; }
-  void SetPlanes(bool on);
+  bool DrawsPlanes() const { return m_bDrawsPlanes; }
+  // In use: the planes' extent over the drawn width and height (above 1 where
+  // a draw ends inside a group of pixels).
+  void SetPlanesStretch(float x, float y);
 
  protected:
   // Looks up every location of the table into its slot, failing at the first
@@ -86,8 +88,8 @@ class GLProgram {
   GLTexture* m_pTextures[kTextureSlots] = {};
   // Column-major; maps (Y, V, U, 1), chroma centred at 0.5, to (R, G, B, 1).
   float m_fMatYuv2Rgb[16];
-  // The planes switch's location; -1 in a program that draws RGB only.
-  GLint m_nPlanesLoc = -1;
+  bool m_bDrawsPlanes = false;
+  GLint m_nStretchLoc = -1;
 
  private:
   // Deletes the program if it is one, and only in the context it was made in.
