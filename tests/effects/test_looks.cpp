@@ -144,6 +144,8 @@ Plan Geometry(int w, int h) {
            {{Effect("9")}, bloom, 2}},
           {{{fish80}, fisheye(80, true), 3, 0.02, 4000},
            {{Effect("5", 70)}, dots(70, 2), 3, 0, 4000},
+           // Blocks of dots that end inside a group of four columns.
+           {{Effect("5", 30)}, dots(30, 1), 3, 0, 2000},
            {{Effect("8", 0)}, mirror(false, true), 2, 0, 2000},
            {{Effect("9")}, bloom, 2, 0, 2000}}};
 }
