@@ -19,6 +19,6 @@ if [ "${1:-}" = "--stages" ]; then
   shift
 fi
 cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DPE_BUILD_BENCH=ON -DPE_BUILD_TESTS=OFF >/dev/null
-cmake --build build-bench -j"$(nproc)" --target "$target" >/dev/null
+cmake --build build-bench -j"$(nproc)" --target "$target" pe_assets_generate >/dev/null
 export POSTEFFECT_ASSET_DIR=${POSTEFFECT_ASSET_DIR:-$PWD/build-bench/assets}
 ./build-bench/bench/frame/"$target" "$@"
