@@ -538,6 +538,8 @@ TEST_F(Commands, GalleryTilesEveryEffectTheLibraryAccepts) {
   EXPECT_NE(r.err.find("refuses: 17 (Sketch), 18 (Color Sketch)"), std::string::npos) << r.err;
   EXPECT_EQ(fake.processed, 16);  // 1..16; effect 0 passes untouched
   EXPECT_EQ(fake.w, 640);         // the 1280x720 chart halved
+  // A whole-frame crop would pull a tile's row padding into the crop-aware looks.
+  EXPECT_EQ(fake.log.find("setCrop"), std::string::npos) << fake.log;
 
   RgbImage sheet;
   std::string error;

@@ -200,13 +200,15 @@ double SecondsSince(std::chrono::steady_clock::time_point t0) {
 }
 
 // One w x h frame in slot 0 through the effect with its default parameters;
-// the caller stops the preview.
+// the caller stops the preview. No crop: the library scales a crop by the
+// frame's width, not by its 32-pixel rows, so a whole-frame crop of a width
+// off that grouping would stretch the rows' padding into the picture.
 bool PreviewWithDefaults(Service& service, const SharedHeap& heap, const EffectInfo& effect, int w,
                          int h, std::string* error) {
   EffectOptions fx;
   fx.effect = &effect;
-  return service.Select(MakeRequest(fx), Crop{0, 0, w, h}, error) &&
-         service.StartPreview(w, h, error) && service.Preview(heap, 0, error);
+  return service.Select(MakeRequest(fx), Crop{}, error) && service.StartPreview(w, h, error) &&
+         service.Preview(heap, 0, error);
 }
 
 // Which effects this library really runs: each gets one small preview frame.
