@@ -20,6 +20,7 @@
  */
 #include "GstPostEffect.h"
 
+#include <gst/allocators/gstfdmemory.h>
 #include <gst/video/video.h>
 #include <posteffect/IPostEffect.h>
 #include <utils/String8.h>
@@ -390,6 +391,23 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* in, GstCaps*, G
   return TRUE;
 }
 
+// An NV21 frame the library can take where it lies: its size the library's,
+// rows unpadded and the chroma plane right behind the luma one. The library
+// writes its result over a frame only when the result is whole.
+bool TakesInPlace(const GstVideoFrame* f, const Stream& st) {
+  const size_t lumaBytes = static_cast<size_t>(st.width) * st.height;
+  return st.layout->format == GST_VIDEO_FORMAT_NV21 && st.width == st.libWidth &&
+         st.height == st.libHeight && GST_VIDEO_FRAME_PLANE_STRIDE(f, 0) == st.width &&
+         GST_VIDEO_FRAME_PLANE_STRIDE(f, 1) == st.width && Row(f, 1, 0) == Row(f, 0, 0) + lumaBytes;
+}
+
+// The file descriptor behind the frame's memory, when it has one.
+int FrameFd(const GstVideoFrame* f) {
+  GstMemory* mem = gst_buffer_peek_memory(f->buffer, 0);
+  return gst_buffer_n_memory(f->buffer) == 1 && gst_is_fd_memory(mem) ? gst_fd_memory_get_fd(mem)
+                                                                      : -1;
+}
+
 GstFlowReturn TransformFrameIp(GstVideoFilter* filter, GstVideoFrame* frame) {
   GstPostEffect* self = GST_POST_EFFECT(filter);
   Stream& st = *self->stream;
@@ -398,20 +416,21 @@ GstFlowReturn TransformFrameIp(GstVideoFilter* filter, GstVideoFrame* frame) {
   if (s.effect == 0) return GST_FLOW_OK;
   if (const int result = Apply(self, s)) return Report(self, result);
 
-  uint8_t* lib = st.heap.Slot(0);
-  CopyIn(frame, st, lib);
+  // Frames the library cannot take as they are go through the heap: copied
+  // in with the padding filled and the chroma reordered, copied back after.
+  const bool inPlace = TakesInPlace(frame, st);
+  uint8_t* lib = inPlace ? Row(frame, 0, 0) : st.heap.Slot(0);
+  const int fd = inPlace ? FrameFd(frame) : st.heap.fd();
+  if (!inPlace) CopyIn(frame, st, lib);
   const int result =
       s.mode == MODE_PREVIEW
-          ? Call(st, "handlePreview",
-                 st.service->handlePreview(st.heap.fd(), st.heap.base(),
-                                           static_cast<int>(st.heap.Offset(0))))
+          ? Call(st, "handlePreview", st.service->handlePreview(fd, lib, 0))
           : Call(st, "handleCapture",
-                 st.service->handleCapture(st.libWidth, st.libHeight, st.heap.fd(), st.heap.base(),
-                                           st.heap.Offset(0),
+                 st.service->handleCapture(st.libWidth, st.libHeight, fd, lib, 0,
                                            static_cast<long>(st.libWidth) * st.libHeight));
   // The buffer is written only from a whole result.
   if (result != PE_RESULT_DONE) return Report(self, result);
-  CopyOut(lib, st, frame);
+  if (!inPlace) CopyOut(lib, st, frame);
   return GST_FLOW_OK;
 }
 
