@@ -6,6 +6,7 @@
 #include <pe/Log.h>
 #include <pe/Platform.h>
 
+#include <cstdlib>
 #include <regex>
 #include <sstream>
 #include <vector>
@@ -90,7 +91,7 @@ std::string PlanesShader(const std::string& fragment) {
     std::smatch m;
     if (std::regex_search(line, m, kLine)) {
       out << line << "\n";
-      next = std::stoi(m[1]);
+      next = static_cast<int>(std::strtol(m.str(1).c_str(), nullptr, 10));
       continue;
     }
     ++next;
