@@ -450,17 +450,13 @@ bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,
 bool GEShader::DrawAndConvert(GLProgram* prog, int w, int h, const float* texCoords,
                               const std::function<void()>& setUniforms) {
   const bool planes = prog->DrawsPlanes();
-  if (planes) {
-    if (!BindPlanes(w, h)) return false;
-  } else {
+  if (!planes) {
     m_pRGBFbo->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), w, h);
   }
   if (!prog->Use()) return false;
   if (setUniforms) setUniforms();
-  if (planes)
-    prog->SetPlanesStretch(static_cast<float>((w + 3) / 4 * 4) / static_cast<float>(w),
-                           static_cast<float>((h + 1) / 2 * 2) / static_cast<float>(h));
+  if (planes && !BindPlanes(prog, w, h)) return false;
   prog->SetVertexCoord(4, kQuadVertices);
   prog->SetTextureCoord(2, texCoords);
   // The source is shared with every other pass: linear again after the draw.

@@ -93,7 +93,8 @@ class GEShader {
   bool ConvertDrawn(int w, int h);
   // The luma and chroma passes over the RGB result, each into its viewport
   // (x, y, w, h) from its quad's texture coordinates.
-  void DrawPlanes(const int* yView, const float* yCoords, const int* uvView, const float* uvCoords);
+  void DrawLumaChroma(const int* yView, const float* yCoords, const int* uvView,
+                      const float* uvCoords);
   bool BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight, int x,
                     int y, int w, int h);
   bool MemcpyYUV(void* dstY, void* dstUV);
@@ -175,9 +176,10 @@ class GEShader {
   // coordinates (a walk with blocks of its own).
   bool DrawAndConvert(GLProgram* prog, int w, int h, const float* texCoords,
                       const std::function<void()>& setUniforms);
-  // Binds the one-pass output for a w x h draw from the target's corner;
-  // logs and fails where the draw does not fit it.
-  bool BindPlanes(int w, int h);
+  // Binds the one-pass output for a w x h draw of prog (in use) from the
+  // target's corner, viewport and stretch included; logs and fails where the
+  // draw does not fit it.
+  bool BindPlanes(GLProgram* prog, int w, int h);
 
   // Where the look pass reads the source, stated by the effect. When a draw
   // maps the source one texel to one pixel, a read at the pixel's own texel

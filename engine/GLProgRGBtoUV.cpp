@@ -3,8 +3,10 @@
 #include <pe/Log.h>
 
 #include <cstring>
+#include <string>
 
 #include "EngineShaders.h"
+#include "ShaderSource.h"
 
 PE_LOG_MODULE("GEShader");
 
@@ -16,7 +18,9 @@ void GLProgRGBtoUV::SetShift(const float shift[4]) {
 
 unsigned GLProgRGBtoUV::Load() {
   TRACE("Load");
-  if (!GLProgram::Load(kShader_quad_vert, kShader_rgb2uv_frag)) {
+  const std::string fs =
+      pe::ComposeShader(kShader_rgb2uv_frag, nullptr, kShader_chroma_weights_glsl);
+  if (!GLProgram::Load(kShader_quad_vert, fs.c_str())) {
     LOGE("[%s] can't load shader", "Load");
     return 0;
   }

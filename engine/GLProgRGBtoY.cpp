@@ -8,10 +8,8 @@
 
 PE_LOG_MODULE("GEShader");
 
-namespace {
 // Full-range luma, no offset; alpha ignored.
-const float kRgbToY[4] = {0.299f, 0.587f, 0.114f, 0.0f};
-}  // namespace
+const float GLProgRGBtoY::kRgbToY[4] = {0.299f, 0.587f, 0.114f, 0.0f};
 
 GLProgRGBtoY::~GLProgRGBtoY() { TRACE("~GLProgRGBtoY"); }
 

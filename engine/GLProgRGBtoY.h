@@ -6,6 +6,8 @@
 class GLProgRGBtoY : public GLProgram {
  public:
   enum { UNIFORM_SHIFT = 0, UNIFORM_VEC_RGBTOY = 1 };
+  // The luma weights of R, G, B and alpha, whichever pass writes the plane.
+  static const float kRgbToY[4];
   ~GLProgRGBtoY() override;
   unsigned Load() override;
   unsigned Use() override;

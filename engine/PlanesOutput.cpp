@@ -11,7 +11,9 @@
 #include <sstream>
 #include <vector>
 
+#include "EngineShaders.h"
 #include "GECommon.h"
+#include "GLProgRGBtoY.h"
 #include "GLTexture.h"
 
 PE_LOG_MODULE("GEShader");
@@ -32,7 +34,11 @@ struct Varying {
 // eight pixels are unrolled: a loop costs a software rasteriser more than the
 // longer compile.
 std::string PlanesMain(const std::vector<Varying>& varyings) {
+  // The weights the luma and chroma passes use; floats printed in full so
+  // the shader reads the very same values.
+  const float* const Y = GLProgRGBtoY::kRgbToY;
   std::ostringstream o;
+  o.precision(9);
   for (const Varying& v : varyings)
     o << "#ifdef PE_V_" << v.name << "\n"
       << v.type << " pe_dx_" << v.name << ", pe_dy_" << v.name << ", " << v.name << "_c;\n#endif\n";
@@ -44,6 +50,9 @@ std::string PlanesMain(const std::vector<Varying>& varyings) {
   o << "  pe_look();\n"
        "  return floor(clamp(pe_FragColor.rgb, 0.0, 1.0) * 255.0 + 0.5) * (1.0 / 255.0);\n"
        "}\n"
+    << kShader_chroma_weights_glsl << "\nconst vec3 kY = vec3(" << Y[0] << ", " << Y[1] << ", "
+    << Y[2]
+    << ");\n"
        "void main() {\n";
   // A fragment spans four pixels across and two down. A draw whose width or
   // height ends inside the last group spreads the quad over whole groups:
@@ -60,13 +69,11 @@ std::string PlanesMain(const std::vector<Varying>& varyings) {
        "  vec3 a2 = pe_At(vec2(0.5, -0.5)), a3 = pe_At(vec2(1.5, -0.5));\n"
        "  vec3 b0 = pe_At(vec2(-1.5, 0.5)), b1 = pe_At(vec2(-0.5, 0.5));\n"
        "  vec3 b2 = pe_At(vec2(0.5, 0.5)), b3 = pe_At(vec2(1.5, 0.5));\n"
-       "  const vec3 kY = vec3(0.299, 0.587, 0.114);\n"
-       "  const vec3 kU = vec3(-0.168727, -0.33126147, 0.5);\n"
-       "  const vec3 kV = vec3(0.5, -0.4186829, -0.0813089);\n"
        "  gl_FragData[0] = vec4(dot(kY, a0), dot(kY, a1), dot(kY, a2), dot(kY, a3));\n"
        "  gl_FragData[1] = vec4(dot(kY, b0), dot(kY, b1), dot(kY, b2), dot(kY, b3));\n"
        "  vec3 c0 = (a0 + a1 + b0 + b1) * 0.25, c1 = (a2 + a3 + b2 + b3) * 0.25;\n"
-       "  gl_FragData[2] = vec4(dot(kV, c0), dot(kU, c0), dot(kV, c1), dot(kU, c1)) + 0.5;\n"
+       "  vec3 u = kRgbToU.xyz, v = kRgbToV.xyz;\n"
+       "  gl_FragData[2] = vec4(dot(v, c0), dot(u, c0), dot(v, c1), dot(u, c1)) + kRgbToV.w;\n"
        "}\n";
   return o.str();
 }

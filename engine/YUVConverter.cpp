@@ -89,7 +89,7 @@ bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHe
   return true;
 }
 
-bool GEShader::BindPlanes(int w, int h) {
+bool GEShader::BindPlanes(GLProgram* prog, int w, int h) {
   // A still's block may end off the groups of four columns and pairs of rows:
   // the last group is drawn whole and only the block is copied out.
   const bool fits =
@@ -100,12 +100,15 @@ bool GEShader::BindPlanes(int w, int h) {
     return false;
   }
   if (!m_pPlanes->Bind()) return false;
-  glViewport(0, 0, (w + 3) / 4, (h + 1) / 2);
+  const int groupsW = (w + 3) / 4, groupsH = (h + 1) / 2;
+  glViewport(0, 0, groupsW, groupsH);
+  prog->SetPlanesStretch(static_cast<float>(4 * groupsW) / static_cast<float>(w),
+                         static_cast<float>(2 * groupsH) / static_cast<float>(h));
   return true;
 }
 
-void GEShader::DrawPlanes(const int* yView, const float* yCoords, const int* uvView,
-                          const float* uvCoords) {
+void GEShader::DrawLumaChroma(const int* yView, const float* yCoords, const int* uvView,
+                              const float* uvCoords) {
   m_bPlanesDrawn = false;
   // Luma reads whole texels; chroma lets filtering average each 2x2 group.
   m_pYFbo->Bind();
@@ -129,7 +132,7 @@ bool GEShader::ConvertYUV(int x, int y, int w, int h) {
   FarCoords(m_fYTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
   FarCoords(m_fUVTexCoord, x, y, w, h, m_nRGBWidth, m_nRGBHeight);
   const int yView[4] = {x / 4, y, w / 4, h}, uvView[4] = {x, y, w / 4, h / 2};
-  DrawPlanes(yView, m_fYTexCoord, uvView, m_fUVTexCoord);
+  DrawLumaChroma(yView, m_fYTexCoord, uvView, m_fUVTexCoord);
   return true;
 }
 
@@ -149,14 +152,14 @@ bool GEShader::ConvertDrawn(int w, int h) {
   const float yCoords[8] = {0, tY, 0, 0, s, 0, s, tY};
   const float uvCoords[8] = {0, tUV, 0, 0, s, 0, s, tUV};
   const int yView[4] = {0, 0, yW, h}, uvView[4] = {0, 0, yW, uvH};
-  DrawPlanes(yView, yCoords, uvView, uvCoords);
+  DrawLumaChroma(yView, yCoords, uvView, uvCoords);
   return true;
 }
 
 bool GEShader::ConvertYUV(int x, int y) {
   const int yView[4] = {x, y, m_nRGBWidth / 4, m_nRGBHeight};
   const int uvView[4] = {x, y, m_nRGBWidth / 4, m_nRGBHeight / 2};
-  DrawPlanes(yView, kQuadTexCoords, uvView, kQuadTexCoords);
+  DrawLumaChroma(yView, kQuadTexCoords, uvView, kQuadTexCoords);
   return true;
 }
 

@@ -28,7 +28,7 @@
 #include "BenchGl.h"
 #include "Effects.h"
 #include "GPUPostEffect.h"
-#include "Options.h"
+#include "Service.h"
 
 namespace {
 
@@ -156,12 +156,14 @@ PE_INTERPOSE void glAttachShader(GLuint program, GLuint shader) {
     const std::string& text = g_shaderText[shader];
     // Names are reused once deleted: a fragment shader states anew what its
     // program is.
-    if (text.find("kRgbToV") != std::string::npos)
+    // A look drawing the planes itself carries the chroma weights too.
+    if (text.find("gl_FragData") != std::string::npos)
+      g_programStage.erase(program);
+    else if (text.find("kRgbToV") != std::string::npos)
       g_programStage[program] = kChroma;
     else if (text.find("u_vec_rgb2y") != std::string::npos)
       g_programStage[program] = kY;
-    else if (text.find("gl_FragColor") != std::string::npos ||
-             text.find("gl_FragData") != std::string::npos)
+    else if (text.find("gl_FragColor") != std::string::npos)
       g_programStage.erase(program);
   }
   next(program, shader);
@@ -281,11 +283,15 @@ Row Run(int effect, int pw, int ph, int warm, int reps,
         const std::function<int(orvex::GPUPostEffect&)>& call) {
   orvex::GPUPostEffect fx;
   fx.start();
-  // The strength the tool and the element give each look when asked for none
-  // (a blur at strength 0 would skip its passes).
+  // The parameters the tool and the element give each look when asked for
+  // none (a blur at strength 0 would skip its passes).
   const pe::cli::EffectInfo* info = pe::cli::FindEffect(effect);
-  const std::string params =
-      EffectParam(effect) + (info ? ";GE-param0=" + pe::cli::QuadText(info->defaultParam0) : "");
+  int dw = 0, dh = 0;
+  pe::cli::DisplaySize(&dw, &dh);
+  const std::string params = info
+                                 ? pe::cli::ParameterString({info, info->defaultParam0,
+                                                             pe::cli::DefaultParam1(*info, dw, dh)})
+                                 : EffectParam(effect);
   fx.setParameters(android::String8(params.c_str()));
   fx.startPreview(pw, ph);
   std::vector<Tally> tallies;

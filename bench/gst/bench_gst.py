@@ -32,10 +32,14 @@ GL = ("glupload ! glcolorconvert ! gleffects effect={} ! glcolorconvert ! gldown
       "video/x-raw,format=NV21")
 
 
-def pipeline(stage, w, h, frames, fmt="NV21"):
+def source(w, h, frames, fmt="NV21"):
     caps = f"video/x-raw,format={fmt},width={w},height={h},framerate=30/1"
+    return f"videotestsrc num-buffers={frames} pattern=smpte ! {caps}"
+
+
+def pipeline(stage, w, h, frames, fmt="NV21"):
     middle = f" ! {stage}" if stage else ""
-    return f"videotestsrc num-buffers={frames} pattern=smpte ! {caps}{middle} ! fakesink sync=false"
+    return f"{source(w, h, frames, fmt)}{middle} ! fakesink sync=false"
 
 
 def run(stage, w, h, frames, env, fmt="NV21"):
@@ -59,9 +63,7 @@ FFMPEG = [("vignette", "vignette"), ("curves=preset=vintage", "vintage")]
 
 
 def write_frames(path, w, h, frames, env):
-    caps = f"video/x-raw,format=NV21,width={w},height={h},framerate=30/1"
-    cmd = (["gst-launch-1.0", "-q", "videotestsrc", f"num-buffers={frames}", "pattern=smpte", "!",
-            caps, "!", "filesink", f"location={path}"])
+    cmd = ["gst-launch-1.0", "-q"] + f"{source(w, h, frames)} ! filesink location={path}".split()
     subprocess.run(cmd, env=env, check=True, stdout=subprocess.DEVNULL)
 
 

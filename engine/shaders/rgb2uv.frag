@@ -5,9 +5,6 @@ uniform sampler2D s_texture0;
 uniform vec2 u_shift[2];
 varying vec2 v_textureCoord;
 
-const vec4 kRgbToU = vec4(-0.168727, -0.33126147, 0.5, 0.5);
-const vec4 kRgbToV = vec4(0.5, -0.4186829, -0.0813089, 0.5);
-
 // Each sample lands on the corner of a 2x2 pixel group, so linear filtering
 // averages the group; one texel holds V, U for two such groups.
 void main() {
