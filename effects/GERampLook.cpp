@@ -5,9 +5,12 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 
+#include "DrawPass.h"
 #include "EffectShaders.h"
+#include "GLFbo.h"
 #include "GLTexture.h"
 #include "ShaderSource.h"
 
@@ -61,6 +64,32 @@ const L kCropLoc[] = {
 };
 const L kGlobalLoc[] = {
     {GLProgram::kAttrib, P::ATTRIB_GLOBAL_TEX_COORD, "a_globalTexCoord", "ATTRIB_GLOBAL_TEX_COORD"},
+};
+
+const L kComposerLocs[] = {
+    kVertex,
+    kTexCoord,
+    {GLProgram::kSampler, GLProgram::SAMPLER_INPUT_TEX, "g_sLevels",
+     "m_nSamplerLoc[SAMPLER_INPUT_TEX]"},
+    kContrast,
+    kClip,
+    kControl,
+};
+const GLProgDesc kComposer = {
+    kShader_ramp_vert, kShader_ramp_table_frag, nullptr, kComposerLocs, 6, nullptr, 0, nullptr, 0};
+
+// The program that draws the per-level table; the tone pair's also draws
+// the weight.
+class GLProgRampTable : public GLProgEffect {
+ public:
+  explicit GLProgRampTable(const char* variant)
+      : GLProgEffect(kComposer, false), m_pVariant(variant) {}
+  unsigned Load() override {
+    return LoadWith(pe::ComposeShader(kShader_ramp_table_frag, m_pVariant, nullptr).c_str());
+  }
+
+ private:
+  const char* m_pVariant;
 };
 
 template <size_t C>
@@ -272,7 +301,11 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   if (!LoadAsset(m_pContrast, kContrastFile, GL_RGB, kSystemOnly,
                  "[%s] \t\tcan't load contrast tex"))
     return false;
-  m_pProgram->SetTextures(2, m_pContrast.get());
+  if (!ComposeRamp()) {
+    LogError("[%s] \t\tcan't compose contrast tex", "Init");
+    return false;
+  }
+  m_pProgram->SetTextures(2, m_pComposed.get());
   m_pProgram->SetTextures(0, src);
   if (Has(kRampTraced) && src && src->GetHeight()) {
     m_fRatio = static_cast<float>(src->GetWidth()) / static_cast<float>(src->GetHeight());
@@ -284,6 +317,40 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   if (src) PartialTexCoords(Has(kRampTonePair) ? src->GetWidth() : src->GetAllocWidth(), "Init");
   m_sourceReads = Has(kRampTonePair) ? kReadsCroppedTexel : kReadsOwnTexel;
   return FinishInit();
+}
+
+bool GERampLook::ComposeRamp() {
+  constexpr unsigned kLevels = 256;
+  unsigned char levels[kLevels];
+  for (unsigned i = 0; i < kLevels; ++i) levels[i] = static_cast<unsigned char>(i);
+  std::unique_ptr<GLTexture> source(new GLTexture());
+  if (!source->Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, kLevels, 1, 0) ||
+      !source->UpdateNormalTexture(levels, kLevels, 1) ||
+      !source->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST))
+    return false;
+  // Levels are read at their texel centres: nearest, so that each is exact.
+  m_pComposed.reset(new GLTexture());
+  if (!m_pComposed->Init(GL_RGBA, GL_UNSIGNED_BYTE, kLevels, 1, 0) ||
+      !m_pComposed->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST))
+    return false;
+  GLFbo fbo;
+  if (!fbo.Init() || !fbo.SetColorAttachment(m_pComposed.get()) ||
+      !LoadProgram<GLProgEffect>(m_pComposer,
+                                 new GLProgRampTable(Has(kRampTonePair) ? "TONE_PAIR" : nullptr),
+                                 "[%s] can't load ramp table program", false))
+    return false;
+  GLProgEffect* prog = m_pComposer.get();
+  prog->SetTextures(GLProgram::SAMPLER_INPUT_TEX, source.get());
+  prog->SetTextures(GLProgRampLook::SAMPLER_TEX_CONTRAST, m_pContrast.get());
+  const bool drawn = pe::DrawPass(&fbo, kLevels, 1, prog, kQuadTexCoords, [this, prog] {
+    const float* c = m_desc.clipping;
+    const float* k = m_desc.controller;
+    prog->Uniform4f(GLProgRampLook::UNIFORM_CLIP, c[0], c[1], c[2], c[3]);
+    prog->Uniform4f(GLProgRampLook::UNIFORM_CONTROL, k[0], k[1], k[2], k[3]);
+  });
+  // Drawn once: the program has no further use.
+  m_pComposer.reset(nullptr);
+  return drawn;
 }
 
 bool GERampLook::SetParam(unsigned set, int p0, int, int, int) {

@@ -120,10 +120,16 @@ class GERampLook : public GEShader {
  private:
   bool Has(unsigned flag) const { return (m_desc.flags & flag) != 0; }
 
+  // Draws the contrast ramp's curve per luma level into m_pComposed, which
+  // the look's program then reads in its place.
+  bool ComposeRamp();
+
   const RampLookDesc& m_desc;
   GEOwned<GLProgRampLook> m_pProgram{this};
+  GEOwned<GLProgEffect> m_pComposer{this};
   GEOwned<GLTexture> m_pTable{this};
   GEOwned<GLTexture> m_pContrast{this};
+  GEOwned<GLTexture> m_pComposed{this};
   float m_fRatio = 0.f;
   float m_fStrength = 0.f;
   float m_fSplitTones[4] = {0.5f, 0.5f, 0.5f, 0.5f};

@@ -1,5 +1,8 @@
 // Shared by the stylize, two-tone and split-toning looks: the frame's luma
-// stretched into a range, then bent by two rows of the contrast ramp.
+// stretched into a range, then bent by two rows of the contrast ramp. That
+// curve is drawn per luma level when the look is made (ramp_table.frag), and
+// g_sContrastTexture holds it: 256 levels in one row, the bent luma in x and
+// y (high and low byte), the tone pair's weight in z and w.
 uniform sampler2D g_sImageTexture;
 uniform sampler2D g_sContrastTexture;
 uniform vec4 g_fvClipping;
@@ -7,9 +10,18 @@ uniform vec4 g_fvController;
 uniform mat4 u_mat_yuv2rgb;
 varying vec2 g_vTexCoord;
 
-float RampLuma(float y) {
+vec4 RampEntry(float y) {
+  // The range is folded into the entries. The stretched luma still names the
+  // row read, one and the same, so the range stays the program's input.
   vec4 c = g_fvClipping;
-  y = clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
-  y = texture2D(g_sContrastTexture, vec2(y, g_fvController.x)).z;
-  return texture2D(g_sContrastTexture, vec2(y, g_fvController.y)).y;
+  float ranged = clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
+  return texture2D(g_sContrastTexture, vec2(y * (255.0 / 256.0) + 0.5 / 256.0, ranged));
+}
+
+float RampValue(vec2 highLow) {
+  return dot(highLow, vec2(65280.0 / 65535.0, 255.0 / 65535.0));
+}
+
+float RampLuma(float y) {
+  return RampValue(RampEntry(y).xy);
 }

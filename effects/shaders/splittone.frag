@@ -16,12 +16,14 @@ void main() {
   vec2 p = g_vTexCoord;
 #endif
   vec4 src = texture2D(g_sImageTexture, p);
-  src.x = RampLuma(src.x);
 #ifdef TONE_PAIR
-  // Shadows take one chroma pair, highlights the other.
-  float t = pow(src.x, g_fvController.z);
-  src.zy = mix(g_fvSplitTones.zw, g_fvSplitTones.xy, t);
+  // Shadows take one chroma pair, highlights the other, by the weight the
+  // ramp's entry holds.
+  vec4 entry = RampEntry(src.x);
+  src.x = RampValue(entry.xy);
+  src.zy = mix(g_fvSplitTones.zw, g_fvSplitTones.xy, RampValue(entry.zw));
 #else
+  src.x = RampLuma(src.x);
   // Chroma tilted along one axis by luma; the incoming deviation is halved.
   src.yz -= 0.5;
   src.y += g_fvController.z * (src.x - 0.5);

@@ -1,0 +1,34 @@
+#version 100
+precision highp float;
+
+// The ramp looks' luma curve, which is the same for every pixel of a look,
+// drawn once per luma level when the look is made: the level stretched into
+// a range, then bent by two rows of the contrast ramp; for the tone pair also
+// its weight, pow(luma, k.z). Each value is written in 16 bits, high byte
+// first.
+uniform sampler2D g_sLevels;
+uniform sampler2D g_sContrastTexture;
+uniform vec4 g_fvClipping;
+uniform vec4 g_fvController;
+varying vec2 g_vTexCoord;
+
+vec2 Bytes16(float v) {
+  float q = floor(clamp(v, 0.0, 1.0) * 65535.0 + 0.5);
+  float high = floor(q / 256.0);
+  return vec2(high, q - high * 256.0) / 255.0;
+}
+
+void main() {
+  // The level as the look's source texture gives it.
+  float y = texture2D(g_sLevels, g_vTexCoord).x;
+  vec4 c = g_fvClipping;
+  y = clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
+  y = texture2D(g_sContrastTexture, vec2(y, g_fvController.x)).z;
+  float luma = texture2D(g_sContrastTexture, vec2(y, g_fvController.y)).y;
+#ifdef TONE_PAIR
+  float tone = pow(luma, g_fvController.z);
+#else
+  float tone = 0.0;
+#endif
+  gl_FragColor = vec4(Bytes16(luma), Bytes16(tone));
+}
