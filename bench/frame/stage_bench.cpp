@@ -61,9 +61,9 @@ double Median(std::vector<double> v) {
 }
 
 // The stages of a frame, in the order the table prints them.
-enum Stage { kExpand, kUpload, kLook, kY, kChroma, kRead, kCopy, kStages };
+enum Stage { kExpand, kUpload, kLook, kY, kChroma, kRead, kCopy, kSetup, kStages };
 const char* const kStageNames[kStages] = {"expand", "upload", "look", "Y",
-                                          "chroma", "read",   "copy"};
+                                          "chroma", "read",   "copy", "setup"};
 
 struct Tally {
   double ms[kStages] = {};
@@ -93,9 +93,13 @@ void Finish() {
   finish();
 }
 
+// Set while the effect is made or released: everything in it is setup.
+bool g_inSetup = false;
+
 // Runs a GL call to its end and books its time under stage.
 template <typename Call>
 void TimeGl(Stage stage, Call call) {
+  if (g_inSetup) return call();
   Finish();
   const double t0 = Now();
   call();
@@ -217,6 +221,24 @@ PE_INTERPOSE void glReadPixels(GLint x, GLint y, GLsizei w, GLsizei h, GLenum fo
   TimeGl(kRead, [&] { next(x, y, w, h, format, type, pixels); });
 }
 
+namespace {
+// Making and releasing the effect (a still does both each time): its GL
+// objects, programs, assets and any pass drawn once.
+template <typename Call>
+auto TimeSetup(Call call) {
+  Finish();
+  g_inSetup = true;
+  const double t0 = Now();
+  auto result = call();
+  Finish();
+  const double ms = Now() - t0;
+  g_inSetup = false;
+  std::lock_guard<std::mutex> lock(g_lock);
+  g_tally.ms[kSetup] += ms;
+  return result;
+}
+}  // namespace
+
 // The CPU stages, wrapped by the linker where the service and the engine call
 // them.
 extern "C" {
@@ -231,6 +253,24 @@ void __wrap__Z8sp2yuvxsPviiPKvS1_iiiiii(void* d, int dw, int dh, const void* sy,
                                         int w, int h, int x, int y, int rw, int rh) {
   TimeCpu(kExpand,
           [&] { __real__Z8sp2yuvxsPviiPKvS1_iiiiii(d, dw, dh, sy, suv, w, h, x, y, rw, rh); });
+}
+bool __real__ZN9GEManager4InitEP19ANativeWindowBufferjjjjjjjP13IYUVConverter(
+    void*, void*, unsigned, unsigned, unsigned, unsigned, unsigned, unsigned, unsigned, void*);
+bool __wrap__ZN9GEManager4InitEP19ANativeWindowBufferjjjjjjjP13IYUVConverter(
+    void* self, void* b, unsigned w, unsigned h, unsigned x, unsigned y, unsigned z, unsigned vw,
+    unsigned vh, void* conv) {
+  return TimeSetup([&] {
+    return __real__ZN9GEManager4InitEP19ANativeWindowBufferjjjjjjjP13IYUVConverter(
+        self, b, w, h, x, y, z, vw, vh, conv);
+  });
+}
+bool __real__ZN9GEManager12ChooseEffectEjh(void*, unsigned, unsigned char);
+bool __wrap__ZN9GEManager12ChooseEffectEjh(void* self, unsigned effect, unsigned char mode) {
+  return TimeSetup([&] { return __real__ZN9GEManager12ChooseEffectEjh(self, effect, mode); });
+}
+bool __real__ZN9GEManager6DeinitEv(void*);
+bool __wrap__ZN9GEManager6DeinitEv(void* self) {
+  return TimeSetup([&] { return __real__ZN9GEManager6DeinitEv(self); });
 }
 bool __real__ZN8GEShader9MemcpyYUVEPvS0_(void*, void*, void*);
 bool __wrap__ZN8GEShader9MemcpyYUVEPvS0_(void* self, void* y, void* uv) {

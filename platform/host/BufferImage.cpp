@@ -112,8 +112,9 @@ bool ReadBack(HostImage& img) {
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
   const bool ok = status == GL_FRAMEBUFFER_COMPLETE;
   if (!ok)
-    LOGE("[ReadBack] ERROR, read framebuffer of %dx%d format 0x%X type 0x%X not complete, status %u",
-         img.width, img.height, img.format, img.type, status);
+    LOGE(
+        "[ReadBack] ERROR, read framebuffer of %dx%d format 0x%X type 0x%X not complete, status %u",
+        img.width, img.height, img.format, img.type, status);
   if (ok) {
     GLint align = 4;
     glGetIntegerv(GL_PACK_ALIGNMENT, &align);

@@ -63,6 +63,14 @@ unsigned EffectCount(unsigned fallback) {
   return fallback;
 }
 
+size_t KeptMemoryBytes() {
+  const char* env = NonEmptyEnv("POSTEFFECT_KEPT_MEMORY_MB");
+  unsigned mb = 0;
+  char tail = 0;
+  if (!env || std::sscanf(env, "%u%c", &mb, &tail) != 1 || mb > 4096) mb = 64;
+  return size_t{mb} << 20;
+}
+
 int MaxTextureSize() {
   GLint limit = 0;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);

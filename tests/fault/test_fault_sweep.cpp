@@ -69,6 +69,9 @@ class FaultInjection : public ::testing::TestWithParam<int> {
   pe::test::ScopedEnv m_count{"POSTEFFECT_EFFECT_COUNT", "19"};
   pe::test::ScopedEnv m_display{"POSTEFFECT_DISPLAY", "1920x1080"};
   pe::test::ScopedEnv m_override{"POSTEFFECT_OVERRIDE_DIR", nullptr};
+  // Each step is counted in a clean run and failed in a later one: memory
+  // kept from one run would let the next skip its allocations.
+  pe::test::ScopedEnv m_kept{"POSTEFFECT_KEPT_MEMORY_MB", "0"};
 };
 
 TEST_P(FaultInjection, EveryStepFailsOnceAndTheNextCallRecovers) {

@@ -1,17 +1,21 @@
 #include <binder/MemoryHeapBase.h>
 #include <camera/CameraParameters.h>
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <pe/Log.h>
 #include <pe/Platform.h>
 #include <ui/GraphicBuffer.h>
 #include <zellog.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <tuple>
 
 #include "GlContext.h"
 #include "LogCapture.h"
+#include "TestEnv.h"
 
 using android::sp;
 
@@ -34,6 +38,50 @@ TEST(MemoryHeap, NegativeIdAndNoMemoryOnFailureAndUsableMemoryOtherwise) {
     EXPECT_LT(failed->getHeapID(), 0) << bad;
     EXPECT_EQ(failed->getBase(), nullptr) << bad;
     EXPECT_EQ(failed->getSize(), 0u) << bad;
+  }
+}
+
+// Released heaps are kept for the next request of the same size, cleared,
+// up to a bound (64 MiB, or POSTEFFECT_KEPT_MEMORY_MB): a kept one holds its
+// descriptor open.
+TEST(MemoryHeap, ReleasedMemoryComesBackClearedAndIsKeptOnlyUpToTheBound) {
+  const size_t still = 4000 * 3000 * 3 / 2;
+  void* first = nullptr;
+  {
+    sp<android::MemoryHeapBase> heap = new android::MemoryHeapBase(still, 0x200);
+    first = heap->getBase();
+    std::memset(first, 0xAB, still);
+  }
+  sp<android::MemoryHeapBase> again = new android::MemoryHeapBase(still, 0x200);
+  ASSERT_EQ(again->getBase(), first);
+  const auto* bytes = static_cast<const unsigned char*>(again->getBase());
+  EXPECT_TRUE(std::all_of(bytes, bytes + still, [](unsigned char b) { return b == 0; }));
+
+  auto openFds = [] {
+    int n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+      while (readdir(d)) ++n;
+      closedir(d);
+    }
+    return n;
+  };
+  const size_t MiB = size_t{1} << 20;
+  const struct {
+    const char* env;
+    size_t size;
+    bool kept;
+  } kCases[] = {{nullptr, 64 * MiB, true}, {nullptr, 64 * MiB + 4096, false},
+                {"1", MiB, true},          {"1", MiB + 4096, false},
+                {"0", 4096, false},        {"4097", 64 * MiB, true},
+                {"4096", 65 * MiB, true},  {"2x", 64 * MiB + 4096, false}};
+  for (const auto& c : kCases) {
+    pe::test::ScopedEnv env("POSTEFFECT_KEPT_MEMORY_MB", c.env);
+    const int before = openFds();
+    { sp<android::MemoryHeapBase> heap = new android::MemoryHeapBase(c.size, 0x200); }
+    EXPECT_EQ(openFds() - before, c.kept ? 1 : 0) << (c.env ? c.env : "unset") << " " << c.size;
+    // Leave nothing kept for the next case.
+    pe::test::ScopedEnv none("POSTEFFECT_KEPT_MEMORY_MB", "0");
+    { sp<android::MemoryHeapBase> evict = new android::MemoryHeapBase(c.size, 0x200); }
   }
 }
 

@@ -8,6 +8,7 @@
 #include <EGL/eglext.h>
 #include <GLES2/gl2.h>
 
+#include <cstddef>
 #include <string>
 
 struct ANativeWindowBuffer;
@@ -71,6 +72,10 @@ int MaxTextureSize();
 // POSTEFFECT_EFFECT_COUNT holds a number from 1 to 99 (19 reaches every
 // effect).
 unsigned EffectCount(unsigned fallback);
+
+// Bytes of released shared memory kept for reuse: 64 MiB unless
+// POSTEFFECT_KEPT_MEMORY_MB holds a whole number of MiB from 0 to 4096.
+size_t KeptMemoryBytes();
 
 // Asset directory (trailing slash), override directory ("" when none),
 // dump directory.
