@@ -319,16 +319,23 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   return FinishInit();
 }
 
+void GERampLook::SetCurve(GLProgram* prog) const {
+  const float* c = m_desc.clipping;
+  const float* k = m_desc.controller;
+  prog->Uniform4f(GLProgRampLook::UNIFORM_CLIP, c[0], c[1], c[2], c[3]);
+  prog->Uniform4f(GLProgRampLook::UNIFORM_CONTROL, k[0], k[1], k[2], k[3]);
+}
+
 bool GERampLook::ComposeRamp() {
   constexpr unsigned kLevels = 256;
   unsigned char levels[kLevels];
   for (unsigned i = 0; i < kLevels; ++i) levels[i] = static_cast<unsigned char>(i);
+  // Both are read at texel centres: nearest, so that each level is exact.
   std::unique_ptr<GLTexture> source(new GLTexture());
   if (!source->Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, kLevels, 1, 0) ||
       !source->UpdateNormalTexture(levels, kLevels, 1) ||
       !source->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST))
     return false;
-  // Levels are read at their texel centres: nearest, so that each is exact.
   m_pComposed.reset(new GLTexture());
   if (!m_pComposed->Init(GL_RGBA, GL_UNSIGNED_BYTE, kLevels, 1, 0) ||
       !m_pComposed->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST))
@@ -342,12 +349,8 @@ bool GERampLook::ComposeRamp() {
   GLProgEffect* prog = m_pComposer.get();
   prog->SetTextures(GLProgram::SAMPLER_INPUT_TEX, source.get());
   prog->SetTextures(GLProgRampLook::SAMPLER_TEX_CONTRAST, m_pContrast.get());
-  const bool drawn = pe::DrawPass(&fbo, kLevels, 1, prog, kQuadTexCoords, [this, prog] {
-    const float* c = m_desc.clipping;
-    const float* k = m_desc.controller;
-    prog->Uniform4f(GLProgRampLook::UNIFORM_CLIP, c[0], c[1], c[2], c[3]);
-    prog->Uniform4f(GLProgRampLook::UNIFORM_CONTROL, k[0], k[1], k[2], k[3]);
-  });
+  const bool drawn =
+      pe::DrawPass(&fbo, kLevels, 1, prog, kQuadTexCoords, [this, prog] { SetCurve(prog); });
   // Drawn once: the program has no further use.
   m_pComposer.reset(nullptr);
   return drawn;
@@ -402,10 +405,7 @@ void GERampLook::OnBlock(unsigned x, unsigned y, unsigned w, unsigned h, float s
 bool GERampLook::ProcBlock(unsigned, unsigned, int, int) {
   GLProgRampLook* prog = m_pProgram.get();
   return DrawAndConvert(prog, m_fTexCoord, [this, prog] {
-    const float* c = m_desc.clipping;
-    const float* k = m_desc.controller;
-    prog->Uniform4f(GLProgRampLook::UNIFORM_CLIP, c[0], c[1], c[2], c[3]);
-    prog->Uniform4f(GLProgRampLook::UNIFORM_CONTROL, k[0], k[1], k[2], k[3]);
+    SetCurve(prog);
     if (Has(kRampTint)) {
       const float* t = m_desc.tint;
       prog->Uniform4f(GLProgRampLook::UNIFORM_TINT, t[0], t[1], t[2], t[3]);

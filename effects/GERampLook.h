@@ -123,6 +123,8 @@ class GERampLook : public GEShader {
   // Draws the contrast ramp's curve per luma level into m_pComposed, which
   // the look's program then reads in its place.
   bool ComposeRamp();
+  // The range and controller uniforms, the look's constants.
+  void SetCurve(GLProgram* prog) const;
 
   const RampLookDesc& m_desc;
   GEOwned<GLProgRampLook> m_pProgram{this};
