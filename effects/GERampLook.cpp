@@ -75,22 +75,6 @@ const L kComposerLocs[] = {
     kClip,
     kControl,
 };
-const GLProgDesc kComposer = {
-    kShader_ramp_vert, kShader_ramp_table_frag, nullptr, kComposerLocs, 6, nullptr, 0, nullptr, 0};
-
-// The program that draws the per-level table; the tone pair's also draws
-// the weight.
-class GLProgRampTable : public GLProgEffect {
- public:
-  explicit GLProgRampTable(const char* variant)
-      : GLProgEffect(kComposer, false), m_pVariant(variant) {}
-  unsigned Load() override {
-    return LoadWith(pe::ComposeShader(kShader_ramp_table_frag, m_pVariant, nullptr).c_str());
-  }
-
- private:
-  const char* m_pVariant;
-};
 
 template <size_t C>
 constexpr GLProgDesc Desc(const char* fs, const L (&common)[C], const L* preview = nullptr,
@@ -103,6 +87,21 @@ const GLProgDesc kStylize = Desc(kShader_stylize_frag, kStylizeLocs);
 const GLProgDesc kTwoTone = Desc(kShader_twotone_frag, kMaskLocs);
 const GLProgDesc kTonePair = Desc(kShader_splittone_frag, kTonePairLocs, kCropLoc, 1);
 const GLProgDesc kToneTilt = Desc(kShader_splittone_frag, kMaskLocs);
+const GLProgDesc kComposer = Desc(kShader_ramp_table_frag, kComposerLocs);
+
+// The program that draws the per-level table; the tone pair's also draws
+// the weight.
+class GLProgRampTable : public GLProgEffect {
+ public:
+  explicit GLProgRampTable(const char* variant)
+      : GLProgEffect(kComposer, false), m_pVariant(variant) {}
+  unsigned Load() override {
+    return LoadWith(pe::ComposeShader(kComposer.fragment, m_pVariant, nullptr).c_str());
+  }
+
+ private:
+  const char* m_pVariant;
+};
 
 // "m_nSamplerLoc[SAMPLER_TEX_LUT]" -> "SAMPLER_TEX_LUT", the name logged.
 std::string SlotName(const char* what) {

@@ -10,12 +10,16 @@ uniform vec4 g_fvController;
 uniform mat4 u_mat_yuv2rgb;
 varying vec2 g_vTexCoord;
 
+// Luma in [c.x, c.y] mapped linearly onto [c.z, c.w], clamped outside.
+float RampRange(float y) {
+  vec4 c = g_fvClipping;
+  return clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
+}
+
 vec4 RampEntry(float y) {
   // The range is folded into the entries. The stretched luma still names the
   // row read, one and the same, so the range stays the program's input.
-  vec4 c = g_fvClipping;
-  float ranged = clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
-  return texture2D(g_sContrastTexture, vec2(y * (255.0 / 256.0) + 0.5 / 256.0, ranged));
+  return texture2D(g_sContrastTexture, vec2(y * (255.0 / 256.0) + 0.5 / 256.0, RampRange(y)));
 }
 
 float RampValue(vec2 highLow) {

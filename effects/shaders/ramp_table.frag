@@ -5,12 +5,9 @@ precision highp float;
 // drawn once per luma level when the look is made: the level stretched into
 // a range, then bent by two rows of the contrast ramp; for the tone pair also
 // its weight, pow(luma, k.z). Each value is written in 16 bits, high byte
-// first.
+// first. The range and the uniforms come from ramp.glsl; here
+// g_sContrastTexture is the ramp itself.
 uniform sampler2D g_sLevels;
-uniform sampler2D g_sContrastTexture;
-uniform vec4 g_fvClipping;
-uniform vec4 g_fvController;
-varying vec2 g_vTexCoord;
 
 vec2 Bytes16(float v) {
   float q = floor(clamp(v, 0.0, 1.0) * 65535.0 + 0.5);
@@ -20,9 +17,7 @@ vec2 Bytes16(float v) {
 
 void main() {
   // The level as the look's source texture gives it.
-  float y = texture2D(g_sLevels, g_vTexCoord).x;
-  vec4 c = g_fvClipping;
-  y = clamp(y - c.x, 0.0, c.y - c.x) * (c.w - c.z) / (c.y - c.x) + c.z;
+  float y = RampRange(texture2D(g_sLevels, g_vTexCoord).x);
   y = texture2D(g_sContrastTexture, vec2(y, g_fvController.x)).z;
   float luma = texture2D(g_sContrastTexture, vec2(y, g_fvController.y)).y;
 #ifdef TONE_PAIR
