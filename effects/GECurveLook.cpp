@@ -4,16 +4,18 @@
 
 #include <cmath>
 
+#include "CurveTable.h"
 #include "EffectShaders.h"
 #include "GLTexture.h"
 
 GECurveLook::GECurveLook(pe::LogModule& log, const char* name, const char* programName,
-                         const GLProgDesc& program, const Curve* curves, size_t curveCount,
-                         const Look* looks, size_t lookCount)
+                         const GLProgDesc& program, const char* variant, const Curve* curves,
+                         size_t curveCount, const Look* looks, size_t lookCount)
     : GEShader(&log),
       m_szName(name),
       m_szProgramName(programName),
       m_desc(program),
+      m_szVariant(variant),
       m_pCurveFiles(curves),
       m_nCurves(curveCount < kMaxCurves ? curveCount : kMaxCurves),
       m_pLooks(looks),
@@ -46,9 +48,10 @@ bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   PE_LOG(Log(), pe::kLogInfo,
          captureMode ? "[%s] Creating %s-Cross large shader" : "[%s] Creating %s-Cross shader",
          "Init", m_szProgramName);
-  if (!LoadProgram(m_pProgram, new GLProgCurveLook(m_desc, captureMode != 0),
+  if (!LoadProgram(m_pProgram, new GLProgCurveLook(m_desc, m_szVariant, captureMode != 0),
                    "[%s] can't load program cross"))
     return false;
+  if (!DrawTables()) return false;
   m_pProgram->SetTextures(0, src);
   Bind(m_pLooks[0]);
   // With a crop uniform the crop restricts the preview to the valid columns;
@@ -59,8 +62,23 @@ bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
   return FinishInit();
 }
 
+bool GECurveLook::DrawTables() {
+  if (!LoadProgram<GLProgEffect>(m_pTableProgram, new GLProgCurveTable(nullptr),
+                                 "[%s] can't load curve table program", false))
+    return false;
+  bool drawn = true;
+  for (size_t i = 0; i < m_nCurves && drawn; ++i) {
+    m_pTables[i].reset(new GLTexture());
+    drawn = pe::DrawCurveTable(m_pTableProgram.get(), m_pCurves[i].get(), m_pTables[i].get());
+  }
+  // Drawn once: the program has no further use.
+  m_pTableProgram.reset(nullptr);
+  if (!drawn) LogError("[%s] can't draw curve tables", "Init");
+  return drawn;
+}
+
 void GECurveLook::Bind(const Look& look) {
-  m_pProgram->SetTextures(GLProgCurveLook::SAMPLER_CURVE, m_pCurves[look.curve].get());
+  m_pProgram->SetTextures(GLProgCurveLook::SAMPLER_CURVE, m_pTables[look.curve].get());
   m_pProgram->SetTextures(GLProgCurveLook::SAMPLER_VIGNETTE,
                           look.masked ? m_pMask.get() : m_pNeutral.get());
 }
@@ -105,8 +123,9 @@ const GLProgram::Location kLarge[] = {
 
 }  // namespace
 
-const GLProgDesc GECurveLook::kColourProgram = WithSource(
-    MakeProgDesc(kShader_curvelook_vert, kShader_curvelook_frag, nullptr, kCommon, kCrop, kLarge));
+const GLProgDesc GECurveLook::kColourProgram =
+    WithSource(MakeProgDesc(kShader_curvelook_vert, kShader_curvelook_frag,
+                            kShader_curve_table_glsl, kCommon, kCrop, kLarge));
 const GLProgDesc GECurveLook::kGreyProgram =
-    WithSource(GLProgDesc{kShader_curvelook_vert, kShader_curvelook_frag, "#define GREY", kCommon,
-                          sizeof(kCommon) / sizeof(kCommon[0]), nullptr, 0, kLarge, 1});
+    WithSource(GLProgDesc{kShader_curvelook_vert, kShader_curvelook_frag, kShader_curve_table_glsl,
+                          kCommon, sizeof(kCommon) / sizeof(kCommon[0]), nullptr, 0, kLarge, 1});

@@ -18,7 +18,8 @@ class GLProgCurveLook : public GLProgEffect {
   enum { SAMPLER_CURVE = 1, SAMPLER_VIGNETTE = 2 };
   enum { UNIFORM_CROP = 0 };
   enum { ATTRIB_GLOBAL_TEX_COORD = 0 };
-  GLProgCurveLook(const GLProgDesc& desc, bool large) : GLProgEffect(desc, large) {}
+  GLProgCurveLook(const GLProgDesc& desc, const char* variant, bool large)
+      : GLProgEffect(desc, large, variant) {}
 };
 
 // What Vintage and Contrast share: curve textures, the vignette mask chosen
@@ -47,37 +48,47 @@ class GECurveLook : public GEShader {
 
  protected:
   // name: the effect's class name for the banner; program: its sources and
-  // locations, preview ones holding u_crop when the preview honours the crop.
+  // locations, preview ones holding u_crop when the preview honours the crop;
+  // variant: the define that picks its form of the shader (may be null).
   // Look 0 is bound at Init.
   template <size_t C, size_t L>
   GECurveLook(pe::LogModule& log, const char* name, const char* programName,
-              const GLProgDesc& program, const Curve (&curves)[C], const Look (&looks)[L])
-      : GECurveLook(log, name, programName, program, curves, C, looks, L) {}
+              const GLProgDesc& program, const char* variant, const Curve (&curves)[C],
+              const Look (&looks)[L])
+      : GECurveLook(log, name, programName, program, variant, curves, C, looks, L) {}
 
   static constexpr size_t kMaxCurves = 4;
   // A curve per channel with the crop honoured in preview; the grey look
-  // with no crop uniform.
+  // (variant "GREY") with no crop uniform.
   static const GLProgDesc kColourProgram;
   static const GLProgDesc kGreyProgram;
 
  private:
   GECurveLook(pe::LogModule& log, const char* name, const char* programName,
-              const GLProgDesc& program, const Curve* curves, size_t curveCount, const Look* looks,
-              size_t lookCount);
+              const GLProgDesc& program, const char* variant, const Curve* curves,
+              size_t curveCount, const Look* looks, size_t lookCount);
+  // Each curve drawn into its table, which the look's program reads; a
+  // failure is logged here.
+  bool DrawTables();
   void Bind(const Look& look);
 
   const char* m_szName;
   const char* m_szProgramName;
   const GLProgDesc& m_desc;
+  const char* m_szVariant;
   const Curve* m_pCurveFiles;
   size_t m_nCurves;
   const Look* m_pLooks;
   size_t m_nLooks;
 
-  // Released in this order: program, curves, mask, neutral texture.
+  // Released in this order: program, curves, mask, neutral texture, then
+  // the curves' tables.
   GEOwned<GLProgCurveLook> m_pProgram{this};
   GEOwned<GLTexture> m_pCurves[kMaxCurves] = {GEOwned<GLTexture>(this), GEOwned<GLTexture>(this),
                                               GEOwned<GLTexture>(this), GEOwned<GLTexture>(this)};
   GEOwned<GLTexture> m_pMask{this};
   GEOwned<GLTexture> m_pNeutral{this};
+  GEOwned<GLProgEffect> m_pTableProgram{this};
+  GEOwned<GLTexture> m_pTables[kMaxCurves] = {GEOwned<GLTexture>(this), GEOwned<GLTexture>(this),
+                                              GEOwned<GLTexture>(this), GEOwned<GLTexture>(this)};
 };

@@ -12,7 +12,6 @@
 #include "EffectShaders.h"
 #include "GLFbo.h"
 #include "GLTexture.h"
-#include "ShaderSource.h"
 
 PE_LOG_MODULE("GLProgRampLook");
 
@@ -93,14 +92,7 @@ const GLProgDesc kComposer = Desc(kShader_ramp_table_frag, kComposerLocs);
 // the weight.
 class GLProgRampTable : public GLProgEffect {
  public:
-  explicit GLProgRampTable(const char* variant)
-      : GLProgEffect(kComposer, false), m_pVariant(variant) {}
-  unsigned Load() override {
-    return LoadWith(pe::ComposeShader(kComposer.fragment, m_pVariant, nullptr).c_str());
-  }
-
- private:
-  const char* m_pVariant;
+  explicit GLProgRampTable(const char* variant) : GLProgEffect(kComposer, false, variant) {}
 };
 
 // "m_nSamplerLoc[SAMPLER_TEX_LUT]" -> "SAMPLER_TEX_LUT", the name logged.
@@ -113,11 +105,10 @@ std::string SlotName(const char* what) {
 }  // namespace
 
 GLProgRampLook::GLProgRampLook(const GLProgDesc& desc, const char* variant, bool large)
-    : GLProgEffect(desc, large), m_rampDesc(desc), m_pVariant(variant) {}
+    : GLProgEffect(desc, large, variant), m_rampDesc(desc) {}
 
 unsigned GLProgRampLook::Load() {
-  const std::string fs = pe::ComposeShader(m_rampDesc.fragment, m_pVariant, nullptr);
-  if (!LoadWith(fs.c_str())) return 0;
+  if (!GLProgEffect::Load()) return 0;
   for (size_t i = 0; i < m_rampDesc.commonCount; ++i) {
     const Location& l = m_rampDesc.common[i];
     if (l.kind == kSampler && l.index != SAMPLER_MAT_YUV2RGB)

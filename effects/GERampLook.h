@@ -23,7 +23,6 @@ class GLProgRampLook : public GLProgEffect {
 
  private:
   const GLProgDesc& m_rampDesc;
-  const char* m_pVariant;
 };
 
 // Stylize programs have no capture form: the one program serves both modes.

@@ -16,4 +16,5 @@ const GECurveLook::Look kLooks[] = {
 }  // namespace
 
 GEShaderContrast::GEShaderContrast()
-    : GECurveLook(s_peLogModule, "GEShaderContrast", "Contrast", kGreyProgram, kCurves, kLooks) {}
+    : GECurveLook(s_peLogModule, "GEShaderContrast", "Contrast", kGreyProgram, "GREY", kCurves,
+                  kLooks) {}

@@ -23,4 +23,5 @@ const GECurveLook::Look kLooks[] = {
 }  // namespace
 
 GEShaderVintage::GEShaderVintage()
-    : GECurveLook(s_peLogModule, "GEShaderVintage", "Vintage", kColourProgram, kCurves, kLooks) {}
+    : GECurveLook(s_peLogModule, "GEShaderVintage", "Vintage", kColourProgram, nullptr, kCurves,
+                  kLooks) {}

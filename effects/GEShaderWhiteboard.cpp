@@ -2,6 +2,7 @@
 
 #include <pe/Log.h>
 
+#include "CurveTable.h"
 #include "EffectShaders.h"
 #include "GLTexture.h"
 
@@ -21,8 +22,8 @@ const GLProgram::Location kLocations[] = {
     {GLProgram::kUniform, GLProgWhiteboard::UNIFORM_LOC_CONTROLLER, "g_fController",
      "m_pnUniLoc[UNIFORM_LOC_CONTROLLER]"},
 };
-const GLProgDesc kWhiteboard =
-    MakeProgDesc(kShader_whiteboard_vert, kShader_whiteboard_frag, nullptr, kLocations);
+const GLProgDesc kWhiteboard = MakeProgDesc(kShader_whiteboard_vert, kShader_whiteboard_frag,
+                                            kShader_curve_table_glsl, kLocations);
 
 }  // namespace
 
@@ -42,7 +43,18 @@ bool GEShaderWhiteboard::Init(GLTexture* src, unsigned dst, unsigned x, unsigned
   if (!LoadProgram(m_pProgram, new GLProgWhiteboard(), "[%s] can't load program whiteboard"))
     return false;
   m_pProgram->SetTextures(0, src);
-  m_pProgram->SetTextures(GLProgWhiteboard::SAMPLER_CURVE, m_pCurve.get());
+  if (!LoadProgram<GLProgEffect>(m_pTableProgram, new GLProgCurveTable("GAMMA_LUT"),
+                                 "[%s] can't load curve table program", false))
+    return false;
+  m_pTable.reset(new GLTexture());
+  const bool drawn = pe::DrawCurveTable(m_pTableProgram.get(), m_pCurve.get(), m_pTable.get());
+  // Drawn once: the program has no further use.
+  m_pTableProgram.reset(nullptr);
+  if (!drawn) {
+    LogError("[%s] can't draw curve tables", "Init");
+    return false;
+  }
+  m_pProgram->SetTextures(GLProgWhiteboard::SAMPLER_CURVE, m_pTable.get());
   PartialTexCoords(src ? src->GetAllocWidth() : 0, "Init");
   m_sourceReads = kReadsTexelKernel;
   return FinishInit();

@@ -24,7 +24,8 @@ unsigned GLProgEffect::LoadWith(const char* fragment) {
   TRACE("Load");
   const char* define = m_bLarge ? "CAPTURE" : nullptr;
   const std::string vs = pe::ComposeShader(m_desc.vertex, define, nullptr);
-  const std::string fs = pe::ComposeShader(fragment, define, m_desc.prelude);
+  const std::string variant = pe::ComposeShader(fragment, m_pVariant, nullptr);
+  const std::string fs = pe::ComposeShader(variant.c_str(), define, m_desc.prelude);
   const std::string planes = PlanesRequested() ? pe::PlanesShader(fs) : std::string();
   m_bDrawsPlanes = false;
   if (!GLProgram::Load(vs.c_str(), planes.empty() ? fs.c_str() : planes.c_str())) {

@@ -27,7 +27,10 @@ struct GLProgDesc {
 // types over it, so an effect states only its sources and locations.
 class GLProgEffect : public GLProgram {
  public:
-  GLProgEffect(const GLProgDesc& desc, bool large) : m_desc(desc), m_bLarge(large) {}
+  // variant: a define that picks one form of a fragment source several
+  // programs share; may be null.
+  GLProgEffect(const GLProgDesc& desc, bool large, const char* variant = nullptr)
+      : m_desc(desc), m_bLarge(large), m_pVariant(variant) {}
   unsigned Load() override;
   bool IsLarge() const { return m_bLarge; }
 
@@ -39,6 +42,7 @@ class GLProgEffect : public GLProgram {
  private:
   const GLProgDesc& m_desc;
   bool m_bLarge;
+  const char* m_pVariant;
 };
 
 // The locations of a program that draws the source through the YUV-to-RGB

@@ -20,11 +20,12 @@ void main() {
   vec2 pick = v_textureCoord * u_crop.zw + u_crop.xy;
   vec4 p = u_mat_yuv2rgb * texture2D(s_texture0, pick);
 #endif
-  // The curves' red and blue channels are read crosswise: red's result is
-  // stored in the blue channel and blue's in the red one.
-  vec4 c1 = texture2D(s_curve, vec2(p.r, 0.0));
-  vec4 c2 = texture2D(s_curve, vec2(p.g, 0.0));
-  vec4 c3 = texture2D(s_curve, vec2(p.b, 0.0));
+  // s_curve holds the look's curve as a table. The curves' red and blue
+  // channels are read crosswise: red's result is stored in the blue channel
+  // and blue's in the red one.
+  vec4 c1 = CurveTableAt(s_curve, p.r);
+  vec4 c2 = CurveTableAt(s_curve, p.g);
+  vec4 c3 = CurveTableAt(s_curve, p.b);
 #ifdef GREY
   // The grey weighs each lookup's own channel, not the crosswise results.
   p.rgb = vec3(c1.r * 0.299 + c2.g * 0.587 + c3.b * 0.114);

@@ -19,11 +19,10 @@ void main() {
   vec3 a = vec3(1.3 * cc.x - 0.075 * (tr + br + bl + tl), cc.yz);
   vec3 d = vec3(a.x) + vec3(0.0, -0.344, 1.772) * (a.z - 0.5) +
            vec3(1.402, -0.714, 0.0) * (a.y - 0.5);
-  // pow is undefined below zero; above one the lookup clamps anyway.
-  vec3 e = pow(clamp(d, 0.0, 1.0), vec3(0.7));
-  vec3 rgb = vec3(texture2D(g_sLUTTexture, vec2(e.r, 0.5)).z,
-                  texture2D(g_sLUTTexture, vec2(e.g, 0.5)).z,
-                  texture2D(g_sLUTTexture, vec2(e.b, 0.5)).z);
+  // g_sLUTTexture holds, as a table, the curve's blue channel read at each
+  // level raised to 0.7.
+  vec3 rgb = vec3(CurveTableAt(g_sLUTTexture, d.r).z, CurveTableAt(g_sLUTTexture, d.g).z,
+                  CurveTableAt(g_sLUTTexture, d.b).z);
   float whiteness = dot(vec3(0.299, 0.587, 0.114), rgb);
   vec3 paper = min(rgb * (1.0 + 0.3 * max(whiteness - 0.2, 0.0)), vec3(0.96, 0.965, 0.95));
   gl_FragColor = vec4(mix(rgb, paper, g_fController), 1.0);
