@@ -2,6 +2,7 @@
 
 #include <pe/Log.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -199,12 +200,17 @@ void GEBlurShader::RunBlurPasses() {
     GLTexture* input;
     const float* shifts;
     const float* coords;
-  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, across, m_fPassCoord},
-                 {m_pFboV.get(), m_pTexH.get(), down, kQuadTexCoords}};
+    const int* window;
+  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, across, m_fPassCoord, m_windows.across},
+                 {m_pFboV.get(), m_pTexH.get(), down, kQuadTexCoords, m_windows.down}};
+  if (m_bWindowed) glEnable(GL_SCISSOR_TEST);
   for (const Pass& p : passes) {
     p.target->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uBlurW),
                static_cast<GLsizei>(m_uBlurH));
+    if (m_bWindowed)
+      glScissor(static_cast<GLint>(m_uX) + p.window[0], static_cast<GLint>(m_uY) + p.window[1],
+                p.window[2], p.window[3]);
     prog->SetTextures(0, p.input);
     prog->Use();
     prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, pe::blur::kTaps, m_pKernel);
@@ -213,6 +219,7 @@ void GEBlurShader::RunBlurPasses() {
     prog->SetTextureCoord(2, p.coords);
     prog->Draw();
   }
+  if (m_bWindowed) glDisable(GL_SCISSOR_TEST);
 }
 
 bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& setUniforms) {
@@ -255,7 +262,14 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
     // The vertical pass steps through the blurred rectangle, so its step is
     // rescaled to stay the same share of the picture in every block.
     SetupPixelStep(walk.StepX(), walk.StepY() * texH / b.fh);
-    if (!RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh)) return false;
+    float reach = 0;
+    for (int i = 0; i < pe::blur::kShifts; ++i)
+      reach = std::max(reach, std::fabs(m_fPixelShift[2 * pe::blur::kShifts + 2 * i + 1]));
+    m_windows = pe::ApronBlurWindows(b, m_uBlurW, m_uBlurH, reach * m_uBlurH);
+    m_bWindowed = true;
+    const bool rendered = RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh);
+    m_bWindowed = false;
+    if (!rendered) return false;
   }
   m_uWidth = texW;
   m_uHeight = texH;

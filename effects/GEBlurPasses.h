@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "BlockWalk.h"
 #include "GEShader.h"
 #include "GLFbo.h"
 #include "GLProgEffect.h"
@@ -104,6 +105,10 @@ class GEBlurShader : public GEShader {
   // its pixel in the blurred picture.
   float m_fPassCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   float m_fBlurCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
+  // In an apron walk, the parts of the reduced passes the block's mix needs;
+  // each pass draws only its part.
+  bool m_bWindowed = false;
+  pe::BlurWindows m_windows{};
 
   GEOwned<GLTexture> m_pTexH{this};
   GEOwned<GLTexture> m_pTexV{this};

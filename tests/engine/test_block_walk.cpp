@@ -205,6 +205,42 @@ TEST(ApronBlockWalk, CoresTileTheStillAndEachFetchCarriesItsApron) {
   EXPECT_EQ(std::make_tuple(b.x0, b.coreH), std::make_tuple(walk.Place(5).x0, 528u));
 }
 
+// Each block's reduced passes draw what its mix reads through the filter,
+// and the across pass what the down pass's taps reach from there; no more
+// than a few texels of slack either side beyond that. Whole and cropped stills.
+TEST(ApronBlockWalk, BlurWindowsHoldWhatTheNextPassReads) {
+  const float quarter[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+  for (const float* crop : {kWhole, quarter}) {
+    const pe::ApronBlockWalk walk(4000, 3000, 1280, 720, 1280, crop);
+    const unsigned blurW = 640, blurH = 384;
+    for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
+      const pe::ApronBlock b = walk.Place(run);
+      const float reachY = 7 * walk.StepY() * 720 / b.fh * blurH;
+      const pe::BlurWindows w = pe::ApronBlurWindows(b, blurW, blurH, reachY);
+      // The texels [lo, hi] a filtered read of n fragment centres over
+      // [start, start + extent) of fetched, plus reach, touches.
+      auto touched = [](unsigned n, unsigned start, unsigned extent, unsigned fetched,
+                        unsigned blur, float reach) {
+        const double a = (start + 0.5 / n * extent) / fetched * blur - 0.5 - reach;
+        const double z = (start + (n - 0.5) / n * extent) / fetched * blur - 0.5 + reach;
+        return std::make_pair(std::max(0, static_cast<int>(std::floor(a))),
+                              std::min(static_cast<int>(blur) - 1, static_cast<int>(z) + 1));
+      };
+      auto holds = [](const int* win, int axis, std::pair<int, int> t) {
+        const int from = win[axis], to = win[axis] + win[axis + 2];
+        return from <= t.first && t.second < to && t.first - from <= 3 && to - t.second <= 4;
+      };
+      const auto x = touched(b.bw, b.left, b.coreW, b.fw, blurW, 0);
+      const auto y = touched(b.bh, b.top, b.coreH, b.fh, blurH, 0);
+      const auto ya = touched(b.bh, b.top, b.coreH, b.fh, blurH, reachY);
+      EXPECT_TRUE(holds(w.down, 0, x) && holds(w.down, 1, y) && holds(w.across, 0, x) &&
+                  holds(w.across, 1, ya))
+          << "crop " << crop[2] << " block " << run;
+    }
+  }
+  EXPECT_EQ(pe::ApronBlurWindows(pe::ApronBlock{}, 640, 384, 10).down[2], 0);
+}
+
 TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
   const pe::OverlapBlockWalk walk(4000, 3000, 1280, 720, 1280);
   ASSERT_TRUE(walk.Valid());
