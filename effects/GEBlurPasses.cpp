@@ -232,6 +232,18 @@ bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& 
   });
 }
 
+bool GEBlurShader::RenderWindowed(const char* func, unsigned char* dst, int W, int H, unsigned sx,
+                                  unsigned sy, unsigned sw, unsigned sh) {
+  float reach = 0;
+  const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
+  for (int i = 0; i < pe::blur::kShifts; ++i) reach = std::max(reach, std::fabs(down[2 * i + 1]));
+  m_windows = pe::BlurWindowsFor(m_fBlurCoord, m_uBlurW, m_uBlurH, reach * m_uBlurH);
+  m_bWindowed = true;
+  const bool rendered = RenderBlock(func, dst, W, H, sx, sy, sw, sh);
+  m_bWindowed = false;
+  return rendered;
+}
+
 bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, int H) {
   if (!CheckCapture(func, dst, W, H)) return false;
   PE_LOG(Log(), pe::kLogInfo, "[%s] enter", func);
@@ -262,14 +274,7 @@ bool GEBlurShader::RunApronCapture(const char* func, unsigned char* dst, int W, 
     // The vertical pass steps through the blurred rectangle, so its step is
     // rescaled to stay the same share of the picture in every block.
     SetupPixelStep(walk.StepX(), walk.StepY() * texH / b.fh);
-    float reach = 0;
-    for (int i = 0; i < pe::blur::kShifts; ++i)
-      reach = std::max(reach, std::fabs(m_fPixelShift[2 * pe::blur::kShifts + 2 * i + 1]));
-    m_windows = pe::ApronBlurWindows(b, m_uBlurW, m_uBlurH, reach * m_uBlurH);
-    m_bWindowed = true;
-    const bool rendered = RenderBlock(func, dst, W, H, b.x0, b.y0, b.fw, b.fh);
-    m_bWindowed = false;
-    if (!rendered) return false;
+    if (!RenderWindowed(func, dst, W, H, b.x0, b.y0, b.fw, b.fh)) return false;
   }
   m_uWidth = texW;
   m_uHeight = texH;
@@ -308,7 +313,7 @@ bool GEBlurShader::RunOverlapCapture(const char* func, unsigned char* dst, int W
     std::memcpy(m_fBlurCoord, m_fTexCoord, sizeof(m_fBlurCoord));
     PE_LOG(Log(), pe::kLogInfo, "[%s] m_uStartX=%d, m_uStartY=%d, m_uRgnW=%d, m_uRgnH=%d", func,
            m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
-    if (!RenderBlock(func, dst, W, H, b.x, b.y, b.w, b.h)) return false;
+    if (!RenderWindowed(func, dst, W, H, b.x, b.y, b.w, b.h)) return false;
     walk.Advance();
   }
   m_uMaxRun = 0;

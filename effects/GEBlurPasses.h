@@ -93,6 +93,10 @@ class GEBlurShader : public GEShader {
   // Capture with an apron of picture around each block (depth of field,
   // tilt-shift) and with overlapping blocks (sketches).
   bool RunApronCapture(const char* func, unsigned char* dst, int W, int H);
+  // RenderBlock with the reduced passes drawing only what the block's mix
+  // reads through m_fBlurCoord.
+  bool RenderWindowed(const char* func, unsigned char* dst, int W, int H, unsigned sx, unsigned sy,
+                      unsigned sw, unsigned sh);
   bool RunOverlapCapture(const char* func, unsigned char* dst, int W, int H);
 
   const float* m_pKernel = nullptr;
@@ -105,8 +109,8 @@ class GEBlurShader : public GEShader {
   // its pixel in the blurred picture.
   float m_fPassCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   float m_fBlurCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
-  // In an apron walk, the parts of the reduced passes the block's mix needs;
-  // each pass draws only its part.
+  // In a still's walk, the parts of the reduced passes the block's mix
+  // needs; each pass draws only its part.
   bool m_bWindowed = false;
   pe::BlurWindows m_windows{};
 

@@ -265,29 +265,30 @@ OverlapBlockWalk::OverlapBlockWalk(unsigned imgW, unsigned imgH, unsigned procW,
   m_maxRuns = static_cast<unsigned>(cols) * static_cast<unsigned>(rows);
 }
 
-BlurWindows ApronBlurWindows(const ApronBlock& b, unsigned blurW, unsigned blurH, float reachY) {
-  BlurWindows w{};
-  if (!b.fw || !b.fh) return w;
-  // One side's span [from, to) in blur pixels, widened by margin and held
-  // to the blur.
-  auto span = [](unsigned start, unsigned extent, unsigned fetched, unsigned blur, int margin,
-                 int* out) {
-    const double scale = static_cast<double>(blur) / fetched;
-    const long from = static_cast<long>(std::floor(start * scale)) - margin;
-    const long to = static_cast<long>(std::ceil((start + extent) * scale)) + margin;
-    out[0] = static_cast<int>(std::max(0L, from));
-    out[1] = static_cast<int>(std::min(static_cast<long>(blur), to)) - out[0];
+BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned blurH, float reachY) {
+  // One axis's span [from, to) in blur pixels of the coordinates the mix
+  // reads, widened by margin and held to the blur; the whole blur where the
+  // coordinates give nothing to go by.
+  auto span = [blurCoord](int axis, unsigned blur, int margin, int* out) {
+    float lo = blurCoord[axis], hi = lo;
+    for (int i = 1; i < 4; ++i) {
+      lo = std::min(lo, blurCoord[2 * i + axis]);
+      hi = std::max(hi, blurCoord[2 * i + axis]);
+    }
+    const double from = std::floor(static_cast<double>(lo) * blur) - margin;
+    const double to = std::ceil(static_cast<double>(hi) * blur) + margin;
+    out[0] = 0;
+    out[1] = static_cast<int>(blur);
+    if (!(from < to) || to <= 0 || from >= blur) return;
+    out[0] = static_cast<int>(std::max(0.0, from));
+    out[1] = static_cast<int>(std::min(static_cast<double>(blur), to)) - out[0];
   };
-  const int reach = 1 + static_cast<int>(std::ceil(std::max(0.f, reachY)));
+  const int reach = 1 + static_cast<int>(std::ceil(std::min(std::max(0.f, reachY), 1e6f)));
   int x[2], y[2], ya[2];
-  span(b.left, b.coreW, b.fw, blurW, 1, x);
-  span(b.top, b.coreH, b.fh, blurH, 1, y);
-  span(b.top, b.coreH, b.fh, blurH, 1 + reach, ya);
-  const int down[4] = {x[0], y[0], x[1], y[1]};
-  const int across[4] = {x[0], ya[0], x[1], ya[1]};
-  std::copy(down, down + 4, w.down);
-  std::copy(across, across + 4, w.across);
-  return w;
+  span(0, blurW, 1, x);
+  span(1, blurH, 1, y);
+  span(1, blurH, 1 + reach, ya);
+  return BlurWindows{{x[0], y[0], x[1], y[1]}, {x[0], ya[0], x[1], ya[1]}};
 }
 
 }  // namespace pe

@@ -149,16 +149,17 @@ class ApronBlockWalk {
   unsigned m_cols = 0, m_rows = 0;
 };
 
-// The parts of a reduced blur that an apron block needs, as x, y, w, h in
-// the blur's blurW x blurH pixels, which span the block's fetched rectangle:
-// `down`, what the mix reads (the core, and a texel more on each side for the
-// filter); `across`, what the down pass reads for that, reachY blur pixels
-// more above and below (its farthest tap), again with a texel for the filter.
+// The parts of a reduced blur (blurW x blurH) that a block needs, as x, y,
+// w, h in its pixels: `down`, what the mix reads, blurCoord being the four
+// corners of its coordinates into the blur (s, t pairs), and a texel more on
+// each side for the filter; `across`, what the down pass reads for that,
+// reachY blur pixels more above and below (its farthest tap), again with a
+// texel for the filter. Coordinates that give no span take the whole blur.
 struct BlurWindows {
   int down[4];
   int across[4];
 };
-BlurWindows ApronBlurWindows(const ApronBlock& b, unsigned blurW, unsigned blurH, float reachY);
+BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned blurH, float reachY);
 
 // The overlap walk: the plain walk stepping by the source size less an
 // overlap of five blur steps on each side, steps that keep the blur's share

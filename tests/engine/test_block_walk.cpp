@@ -216,7 +216,10 @@ TEST(ApronBlockWalk, BlurWindowsHoldWhatTheNextPassReads) {
     for (unsigned run = 0; run < walk.MaxRuns(); ++run) {
       const pe::ApronBlock b = walk.Place(run);
       const float reachY = 7 * walk.StepY() * 720 / b.fh * blurH;
-      const pe::BlurWindows w = pe::ApronBlurWindows(b, blurW, blurH, reachY);
+      const float s0 = static_cast<float>(b.left) / b.fw, s1 = (b.left + b.coreW) / float(b.fw);
+      const float t0 = static_cast<float>(b.top) / b.fh, t1 = (b.top + b.coreH) / float(b.fh);
+      const float corners[8] = {s0, t1, s0, t0, s1, t0, s1, t1};
+      const pe::BlurWindows w = pe::BlurWindowsFor(corners, blurW, blurH, reachY);
       // The texels [lo, hi] a filtered read of n fragment centres over
       // [start, start + extent) of fetched, plus reach, touches.
       auto touched = [](unsigned n, unsigned start, unsigned extent, unsigned fetched,
@@ -238,7 +241,13 @@ TEST(ApronBlockWalk, BlurWindowsHoldWhatTheNextPassReads) {
           << "crop " << crop[2] << " block " << run;
     }
   }
-  EXPECT_EQ(pe::ApronBlurWindows(pe::ApronBlock{}, 640, 384, 10).down[2], 0);
+  // Coordinates outside the blur, or not numbers, leave it whole.
+  const float outside[8] = {1.5f, 2, 1.5f, 1.5f, 2, 1.5f, 2, 2};
+  const float nan[8] = {NAN, 0, 0, 0, 1, 0, 1, 1};
+  for (const float* c : {outside, nan}) {
+    const pe::BlurWindows w = pe::BlurWindowsFor(c, 640, 384, 10);
+    EXPECT_EQ(std::vector<int>(w.down, w.down + 4), std::vector<int>({0, 0, 640, 384}));
+  }
 }
 
 TEST(OverlapBlockWalk, FiveStepsEachSideEvenAcrossOnly) {
