@@ -6,6 +6,8 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <map>
+#include <string>
 
 #include "BlockWalk.h"
 #include "EffectShaders.h"
@@ -40,6 +42,61 @@ float StrengthMix(int p0) { return p0 < 75 ? static_cast<float>(p0 / 75.0) : 1.f
 const float kSketchKernel[kTaps] = {0.008847f, 0.018216f, 0.033562f, 0.055335f, 0.081638f,
                                     0.107778f, 0.127325f, 0.134598f, 0.127325f, 0.107778f,
                                     0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
+
+namespace {
+
+bool AddTap(Taps& t, double weight, double shift, int axis) {
+  if (t.count == kTaps) return false;
+  t.weight[t.count] = static_cast<float>(weight);
+  t.shift[2 * t.count + axis] = static_cast<float>(shift);
+  t.shift[2 * t.count + 1 - axis] = 0.f;
+  ++t.count;
+  return true;
+}
+
+}  // namespace
+
+Taps PassTaps(const float* kernel, const float* shifts, int axis, double texels, double c0,
+              double c1, unsigned fragments) {
+  Taps plain;
+  if (kernel[5] != 0.f) AddTap(plain, kernel[5], 0, axis);
+  for (int i = 0; i < kShifts; ++i) {
+    const float w = kernel[i < 5 ? i : i + 1];
+    if (w != 0.f) AddTap(plain, w, shifts[2 * i + axis], axis);
+  }
+  if (!fragments || !(texels > 0)) return plain;
+  const double stride = (c1 - c0) * texels / fragments;
+  if (stride < 0.5 || std::fabs(stride - std::round(stride)) > 1e-3) return plain;
+  // The first fragment's coordinate in texels from the first texel's centre;
+  // its fraction is every fragment's.
+  const double start = c0 * texels + 0.5 * stride - 0.5;
+  const double phase = start - std::floor(start);
+  std::map<int, double> texel;
+  for (int k = 0; k < plain.count; ++k) {
+    double p = phase + plain.shift[2 * k + axis] * texels;
+    // A tap within float error of a texel centre reads that texel alone.
+    if (std::fabs(p - std::round(p)) < 1e-4) p = std::round(p);
+    const double j = std::floor(p), f = p - j;
+    texel[static_cast<int>(j)] += plain.weight[k] * (1 - f);
+    if (f > 0) texel[static_cast<int>(j) + 1] += plain.weight[k] * f;
+  }
+  Taps folded;
+  for (auto it = texel.begin(); it != texel.end();) {
+    auto next = std::next(it);
+    bool added;
+    if (next != texel.end() && next->first == it->first + 1) {
+      // Two neighbours in one linear fetch placed between them by weight.
+      const double w = it->second + next->second;
+      added = AddTap(folded, w, (it->first + next->second / w - phase) / texels, axis);
+      it = std::next(next);
+    } else {
+      added = AddTap(folded, it->second, (it->first - phase) / texels, axis);
+      it = next;
+    }
+    if (!added) return plain;
+  }
+  return folded.count < plain.count ? folded : plain;
+}
 
 }  // namespace blur
 }  // namespace pe
@@ -83,7 +140,39 @@ const GLProgram::Location GLProgBlurMix::kLocations[5] = {
      "m_nSamplerLoc[SAMPLER_CLEAR_TEX]"},
 };
 
-GLProgBlurPass::GLProgBlurPass() : GLProgEffect(kBlur, false) {}
+namespace {
+const char* TapsDefine(int taps) {
+  static const auto kDefines = [] {
+    std::array<std::string, pe::blur::kTaps + 1> d;
+    for (int n = 0; n <= pe::blur::kTaps; ++n) d[n] = "TAPS " + std::to_string(n);
+    return d;
+  }();
+  return kDefines[std::clamp(taps, 1, pe::blur::kTaps)].c_str();
+}
+}  // namespace
+
+GLProgBlurPass::GLProgBlurPass(int taps) : GLProgEffect(kBlur, false, TapsDefine(taps)) {}
+
+void GEBlurShader::FewerTaps::Release() {
+  for (auto& p : prog) p.reset();
+  std::fill(std::begin(failed), std::end(failed), false);
+}
+
+GLProgBlurPass* GEBlurShader::ProgramFor(int taps) {
+  if (taps >= pe::blur::kTaps) return m_pBlurProg.get();
+  if (taps < 1 || m_fewerTaps.failed[taps]) return nullptr;
+  std::unique_ptr<GLProgBlurPass>& p = m_fewerTaps.prog[taps];
+  if (!p) {
+    p.reset(new GLProgBlurPass(taps));
+    if (!p->Load()) {
+      p.reset();
+      m_fewerTaps.failed[taps] = true;
+      LogError("[%s] can't load program Blur", "ProcBlock");
+      return nullptr;
+    }
+  }
+  return p.get();
+}
 
 GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk) : GEShader(log), m_eWalk(walk) {}
 
@@ -194,17 +283,33 @@ void GEBlurShader::RunBlurPasses() {
   if (m_fMixWeight == 0.f) return;
   const float* across = m_fPixelShift;
   const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
-  GLProgBlurPass* prog = m_pBlurProg.get();
   struct Pass {
     GLFbo* target;
     GLTexture* input;
     const float* shifts;
     const float* coords;
     const int* window;
-  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, across, m_fPassCoord, m_windows.across},
-                 {m_pFboV.get(), m_pTexH.get(), down, kQuadTexCoords, m_windows.down}};
+    int axis;
+  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, across, m_fPassCoord, m_windows.across, 0},
+                 {m_pFboV.get(), m_pTexH.get(), down, kQuadTexCoords, m_windows.down, 1}};
   if (m_bWindowed) glEnable(GL_SCISSOR_TEST);
   for (const Pass& p : passes) {
+    // The quad's corners (s0, t1), (s0, t0), (s1, t0), (s1, t1): the
+    // coordinates at the viewport's first and last edge along the axis.
+    const bool across = p.axis == 0;
+    pe::blur::Taps taps = pe::blur::PassTaps(
+        m_pKernel, p.shifts, p.axis, across ? p.input->GetAllocWidth() : p.input->GetHeight(),
+        p.coords[across ? 0 : 3], p.coords[across ? 4 : 1], across ? m_uBlurW : m_uBlurH);
+    GLProgBlurPass* prog = ProgramFor(taps.count);
+    if (!prog) {
+      // Without the smaller program the taps go unfolded through the full one.
+      taps = pe::blur::PassTaps(m_pKernel, p.shifts, p.axis, 0, 0, 0, 0);
+      prog = ProgramFor(taps.count);
+      if (!prog) {
+        taps.count = pe::blur::kTaps;
+        prog = m_pBlurProg.get();
+      }
+    }
     p.target->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uBlurW),
                static_cast<GLsizei>(m_uBlurH));
@@ -213,8 +318,8 @@ void GEBlurShader::RunBlurPasses() {
                 p.window[2], p.window[3]);
     prog->SetTextures(0, p.input);
     prog->Use();
-    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, pe::blur::kTaps, m_pKernel);
-    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, pe::blur::kShifts, p.shifts);
+    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, taps.count, taps.weight);
+    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, taps.count, taps.shift);
     prog->SetVertexCoord(4, kQuadVertices);
     prog->SetTextureCoord(2, p.coords);
     prog->Draw();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "BlockWalk.h"
 #include "GEShader.h"
@@ -24,15 +25,34 @@ float StrengthMix(int p0);
 // The sketches' fixed kernel.
 extern const float kSketchKernel[kTaps];
 
+// What one blur pass fetches: each tap's weight and its offset from the
+// fragment's own coordinate, in texture units.
+struct Taps {
+  int count = 0;
+  float weight[kTaps] = {};
+  float shift[2 * kTaps] = {};
+};
+
+// One pass's taps along axis (0 across, 1 down): the kernel paired with the
+// 14 shifts as the blur has always paired them, the centre first, taps of no
+// weight left out. Where the pass steps a whole number of input texels per
+// fragment, every fragment meets the texel lattice at the same phase: the
+// taps are then folded onto the texels they read and neighbouring texels
+// read in one filtered fetch, the same weighted sum in fewer fetches.
+// texels: the input's extent along the axis; c0, c1: the coordinates the
+// pass draws from at its first and last edge; fragments: its size.
+Taps PassTaps(const float* kernel, const float* shifts, int axis, double texels, double c0,
+              double c1, unsigned fragments);
+
 }  // namespace blur
 }  // namespace pe
 
-// One direction of the separable 15-tap blur; each effect's blur program is
-// a thin type over it.
+// One direction of the separable blur, summing `taps` weighted fetches; each
+// effect's blur program is a thin type over the one of 15.
 class GLProgBlurPass : public GLProgEffect {
  public:
   enum { UNIFORM_GAUSSIAN_KERNEL = 0, UNIFORM_PIXEL_SHIFT = 1 };
-  GLProgBlurPass();
+  explicit GLProgBlurPass(int taps = pe::blur::kTaps);
 };
 
 // A program drawing the full-size picture from the sharp source and the
@@ -125,5 +145,17 @@ class GEBlurShader : public GEShader {
   bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                       const char* fboLine);
 
+  // The program for a pass of fewer taps than the effect's own, made the
+  // first time such a pass is drawn; null if it cannot be made.
+  GLProgBlurPass* ProgramFor(int taps);
+
   CaptureWalk m_eWalk;
+  // Programs of fewer taps, by count; released with the effect's others.
+  class FewerTaps final : public GEOwnedBase {
+   public:
+    explicit FewerTaps(GEShader* owner) : GEOwnedBase(owner) {}
+    void Release() override;
+    std::unique_ptr<GLProgBlurPass> prog[pe::blur::kTaps];
+    bool failed[pe::blur::kTaps] = {};
+  } m_fewerTaps{this};
 };

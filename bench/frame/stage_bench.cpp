@@ -68,6 +68,8 @@ const char* const kStageNames[kStages] = {"expand", "upload", "look", "Y",
 struct Tally {
   double ms[kStages] = {};
   int lookPasses = 0;
+  // Each look pass's own time, in drawing order.
+  std::vector<double> passMs;
 };
 
 std::mutex g_lock;
@@ -107,7 +109,10 @@ void TimeGl(Stage stage, Call call) {
   const double ms = Now() - t0;
   std::lock_guard<std::mutex> lock(g_lock);
   g_tally.ms[stage] += ms;
-  if (stage == kLook) ++g_tally.lookPasses;
+  if (stage == kLook) {
+    ++g_tally.lookPasses;
+    g_tally.passMs.push_back(ms);
+  }
   if (g_depth > 0) g_nested += ms;
 }
 
@@ -300,6 +305,7 @@ struct Row {
   double stage[kStages] = {};
   double total = 0;
   int lookPasses = 0;
+  std::vector<double> passMs;
   bool refused = false;
   double Fixed() const { return total - stage[kLook]; }
 };
@@ -314,6 +320,12 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
   }
   r.total = Median(totals);
   r.lookPasses = tallies.empty() ? 0 : tallies.back().lookPasses;
+  for (size_t p = 0; !tallies.empty() && p < tallies.back().passMs.size(); ++p) {
+    std::vector<double> v;
+    for (const Tally& t : tallies)
+      if (p < t.passMs.size()) v.push_back(t.passMs[p]);
+    r.passMs.push_back(Median(v));
+  }
   return r;
 }
 
@@ -433,6 +445,12 @@ void PrintRow(const char* name, const Row& r, double floorMs) {
   std::printf(" %7.2f %7.2f %7.2f %7.2f %6.2f  (%d look pass%s)\n", r.total - sum, r.total,
               r.Fixed(), floorMs, floorMs > 0 ? r.Fixed() / floorMs : 0.0, r.lookPasses,
               r.lookPasses == 1 ? "" : "es");
+  // A preview's several look passes, each on its own (a still's are too many).
+  if (r.lookPasses > 1 && r.lookPasses <= 4) {
+    std::printf("%-12s look passes:", "");
+    for (double ms : r.passMs) std::printf(" %.2f", ms);
+    std::printf("\n");
+  }
   std::fflush(stdout);
 }
 
