@@ -155,23 +155,35 @@ GLProgBlurPass::GLProgBlurPass(int taps) : GLProgEffect(kBlur, false, TapsDefine
 
 void GEBlurShader::FewerTaps::Release() {
   for (auto& p : prog) p.reset();
-  std::fill(std::begin(failed), std::end(failed), false);
 }
 
-GLProgBlurPass* GEBlurShader::ProgramFor(int taps) {
+GLProgBlurPass* GEBlurShader::ProgramFor(int taps, const char* func) {
   if (taps >= pe::blur::kTaps) return m_pBlurProg.get();
-  if (taps < 1 || m_fewerTaps.failed[taps]) return nullptr;
-  std::unique_ptr<GLProgBlurPass>& p = m_fewerTaps.prog[taps];
+  std::unique_ptr<GLProgBlurPass>& p = m_fewerTaps.prog[std::max(taps, 1)];
   if (!p) {
     p.reset(new GLProgBlurPass(taps));
     if (!p->Load()) {
+      // Tried again next time: a block drawn otherwise would not be the
+      // same picture.
       p.reset();
-      m_fewerTaps.failed[taps] = true;
-      LogError("[%s] can't load program Blur", "ProcBlock");
+      LogError("[%s] can't load program Blur", func);
       return nullptr;
     }
   }
   return p.get();
+}
+
+pe::blur::Taps GEBlurShader::PassTaps(int axis) const {
+  const bool across = axis == 0;
+  const GLTexture* input = across ? m_pSrcTexture : m_pTexH.get();
+  const float* coords = across ? m_fPassCoord : kQuadTexCoords;
+  // The quad's corners (s0, t1), (s0, t0), (s1, t0), (s1, t1): the
+  // coordinates at the viewport's first and last edge along the axis.
+  return pe::blur::PassTaps(m_pKernel ? m_pKernel : pe::blur::GaussianRow(14),
+                            m_fPixelShift + 2 * pe::blur::kShifts * axis, axis,
+                            across ? input->GetAllocWidth() : input->GetHeight(),
+                            coords[across ? 0 : 3], coords[across ? 4 : 1],
+                            across ? m_uBlurW : m_uBlurH);
 }
 
 GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk) : GEShader(log), m_eWalk(walk) {}
@@ -275,41 +287,28 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
   PartialTexCoords(m_pSrcTexture->GetAllocWidth(), "Init");
   std::memcpy(m_fPassCoord, m_fTexCoord, sizeof(m_fPassCoord));
   std::memcpy(m_fBlurCoord, kQuadTexCoords, sizeof(m_fBlurCoord));
-  return true;
+  // The preview's passes at full strength are ready before the first frame.
+  return ProgramFor(PassTaps(0).count, "Init") && ProgramFor(PassTaps(1).count, "Init");
 }
 
-void GEBlurShader::RunBlurPasses() {
+bool GEBlurShader::RunBlurPasses() {
   // At no strength the mix takes none of the blur.
-  if (m_fMixWeight == 0.f) return;
-  const float* across = m_fPixelShift;
-  const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
+  if (m_fMixWeight == 0.f) return true;
   struct Pass {
     GLFbo* target;
     GLTexture* input;
-    const float* shifts;
     const float* coords;
     const int* window;
-    int axis;
-  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, across, m_fPassCoord, m_windows.across, 0},
-                 {m_pFboV.get(), m_pTexH.get(), down, kQuadTexCoords, m_windows.down, 1}};
+  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, m_fPassCoord, m_windows.across},
+                 {m_pFboV.get(), m_pTexH.get(), kQuadTexCoords, m_windows.down}};
+  const pe::blur::Taps taps[2] = {PassTaps(0), PassTaps(1)};
+  GLProgBlurPass* progs[2] = {ProgramFor(taps[0].count, "ProcBlock"),
+                              ProgramFor(taps[1].count, "ProcBlock")};
+  if (!progs[0] || !progs[1]) return false;
   if (m_bWindowed) glEnable(GL_SCISSOR_TEST);
-  for (const Pass& p : passes) {
-    // The quad's corners (s0, t1), (s0, t0), (s1, t0), (s1, t1): the
-    // coordinates at the viewport's first and last edge along the axis.
-    const bool across = p.axis == 0;
-    pe::blur::Taps taps = pe::blur::PassTaps(
-        m_pKernel, p.shifts, p.axis, across ? p.input->GetAllocWidth() : p.input->GetHeight(),
-        p.coords[across ? 0 : 3], p.coords[across ? 4 : 1], across ? m_uBlurW : m_uBlurH);
-    GLProgBlurPass* prog = ProgramFor(taps.count);
-    if (!prog) {
-      // Without the smaller program the taps go unfolded through the full one.
-      taps = pe::blur::PassTaps(m_pKernel, p.shifts, p.axis, 0, 0, 0, 0);
-      prog = ProgramFor(taps.count);
-      if (!prog) {
-        taps.count = pe::blur::kTaps;
-        prog = m_pBlurProg.get();
-      }
-    }
+  for (int i = 0; i < 2; ++i) {
+    const Pass& p = passes[i];
+    GLProgBlurPass* prog = progs[i];
     p.target->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uBlurW),
                static_cast<GLsizei>(m_uBlurH));
@@ -318,13 +317,14 @@ void GEBlurShader::RunBlurPasses() {
                 p.window[2], p.window[3]);
     prog->SetTextures(0, p.input);
     prog->Use();
-    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, taps.count, taps.weight);
-    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, taps.count, taps.shift);
+    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, taps[i].count, taps[i].weight);
+    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, taps[i].count, taps[i].shift);
     prog->SetVertexCoord(4, kQuadVertices);
     prog->SetTextureCoord(2, p.coords);
     prog->Draw();
   }
   if (m_bWindowed) glDisable(GL_SCISSOR_TEST);
+  return true;
 }
 
 bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& setUniforms) {

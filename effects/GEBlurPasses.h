@@ -104,8 +104,9 @@ class GEBlurShader : public GEShader {
   // drag's horizontal share. False when the effect has no size.
   bool MeasureDrag(int p0, int p1, int p2, int p3, float minimum, float centre[2],
                    float* radius) const;
-  // The two reduced passes over the part of the source in m_fPassCoord.
-  void RunBlurPasses();
+  // The two reduced passes over the part of the source in m_fPassCoord;
+  // false when a pass's program cannot be made.
+  bool RunBlurPasses();
   // The full-size pass from texCoords (source) and m_fBlurCoord (blur), with
   // the block's place in the picture when the program is a capture one.
   bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms);
@@ -145,9 +146,11 @@ class GEBlurShader : public GEShader {
   bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                       const char* fboLine);
 
-  // The program for a pass of fewer taps than the effect's own, made the
-  // first time such a pass is drawn; null if it cannot be made.
-  GLProgBlurPass* ProgramFor(int taps);
+  // The program for a pass of `taps` fetches: the effect's own for 15, one
+  // made the first time it is drawn for fewer; null if it cannot be made.
+  GLProgBlurPass* ProgramFor(int taps, const char* func);
+  // The fetches of the pass across (axis 0) or down (1) as it stands.
+  pe::blur::Taps PassTaps(int axis) const;
 
   CaptureWalk m_eWalk;
   // Programs of fewer taps, by count; released with the effect's others.
@@ -156,6 +159,5 @@ class GEBlurShader : public GEShader {
     explicit FewerTaps(GEShader* owner) : GEOwnedBase(owner) {}
     void Release() override;
     std::unique_ptr<GLProgBlurPass> prog[pe::blur::kTaps];
-    bool failed[pe::blur::kTaps] = {};
   } m_fewerTaps{this};
 };

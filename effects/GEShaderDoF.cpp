@@ -106,7 +106,7 @@ void GEShaderDoF::OnCapture(int width, int height) {
 }
 
 bool GEShaderDoF::ProcBlock(unsigned, unsigned, int, int) {
-  RunBlurPasses();
+  if (!RunBlurPasses()) return false;
   GLProgBlurMix* mix = m_pMixProg.get();
   return DrawMix(m_fTexCoord, [&] {
     if (!mix->IsLarge())

@@ -51,6 +51,6 @@ bool GEShaderSketch::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, 
 bool GEShaderSketch::SetParam(unsigned, int, int, int, int) { return false; }
 
 bool GEShaderSketch::ProcBlock(unsigned, unsigned, int, int) {
-  RunBlurPasses();
+  if (!RunBlurPasses()) return false;
   return DrawMix(m_fTexCoord, [] {});
 }

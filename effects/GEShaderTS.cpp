@@ -76,7 +76,7 @@ bool GEShaderTS::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
 }
 
 bool GEShaderTS::ProcBlock(unsigned, unsigned, int, int) {
-  RunBlurPasses();
+  if (!RunBlurPasses()) return false;
   // A vertical band has no slope; the nudged angle is kept.
   if (s_fAngle == 90.f) s_fAngle = 89.99f;
   if (s_fAngle == 180.f) s_fAngle = 179.99f;
