@@ -57,12 +57,15 @@ TEST(BlurTables, TexelAlignedOnlyOneToOne) {
 }
 
 // A pass's taps read from one row of texels as a clamped linear sampler
-// reads them, at fragment m of a pass drawing [c0, c1] into n fragments.
-double Sum(const Taps& t, const std::vector<double>& texels, double c0, double c1, int n, int m) {
+// reads them, at fragment m of a pass drawing [c0, c1] into n fragments from
+// window position `first`.
+double Sum(const Taps& t, const std::vector<double>& texels, double c0, double c1, int n, int m,
+           int first) {
   const double size = static_cast<double>(texels.size());
   const double u = c0 + (m + 0.5) / n * (c1 - c0);
   double sum = 0;
-  for (int k = 0; k < t.count; ++k) {
+  const int set = t.phases == 2 ? (first + m) % 2 : 0;
+  for (int k = set * t.count; k < (set + 1) * t.count; ++k) {
     const double p = (u + t.shift[2 * k]) * size - 0.5;
     const double j = std::floor(p), f = p - j;
     auto at = [&](double i) { return texels[static_cast<size_t>(std::clamp(i, 0.0, size - 1))]; };
@@ -86,7 +89,8 @@ TEST(BlurTables, FoldedTapsSumAsThePlainOnes) {
       {"one texel a fragment, taps 0.53 apart", 14, 1.0 / 2400, 0, 1, 1280, 5},
       {"four texels a fragment from a crop", 8, 1.0 / 1280, 0.25, 0.75, 160, 8},
       {"row 1: five taps of weight, three texel pairs", 1, 1.0 / 1280, 0, 1, 640, 3},
-      {"2.5 texels a fragment: not folded", 14, 1.0 / 1280, 0, 1, 512, 15},
+      {"2.5 texels a fragment: two phases", 14, 1.0 / 1280, 0, 1, 512, 8},
+      {"2.25 texels a fragment: not folded", 14, 1.0 / 1280, 0, 0.9, 512, 15},
       {"taps 3.7 texels apart: nothing to share", 14, 3.7 / 1280, 0, 1, 640, 15},
       {"a stride just off whole: not folded", 14, 1.0 / 1280, 0, 0.999, 640, 15},
   };
@@ -96,12 +100,14 @@ TEST(BlurTables, FoldedTapsSumAsThePlainOnes) {
     for (int i = 0; i < kShifts; ++i) shifts[2 * i] = static_cast<float>(kOrder[i] * c.step);
     const float* kernel = GaussianRow(c.row);
     const Taps plain = PassTaps(kernel, shifts, 0, 0, 0, 0, 0);
-    const Taps taps = PassTaps(kernel, shifts, 0, 1280, c.c0, c.c1, c.fragments);
-    EXPECT_EQ(taps.count, c.fetches) << c.what;
-    for (int m = 0; m < c.fragments; m += 7)
-      ASSERT_NEAR(Sum(taps, texels, c.c0, c.c1, c.fragments, m),
-                  Sum(plain, texels, c.c0, c.c1, c.fragments, m), 2e-6)
-          << c.what << ", fragment " << m;
+    for (int first = 0; first < 2; ++first) {
+      const Taps taps = PassTaps(kernel, shifts, 0, 1280, c.c0, c.c1, c.fragments, first);
+      EXPECT_EQ(taps.count, c.fetches) << c.what;
+      for (int m = 0; m < c.fragments; m += 7)
+        ASSERT_NEAR(Sum(taps, texels, c.c0, c.c1, c.fragments, m, first),
+                    Sum(plain, texels, c.c0, c.c1, c.fragments, m, 0), 2e-6)
+            << c.what << ", fragment " << m << " from " << first;
+    }
   }
 }
 
