@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <string>
 
 #include "BlockWalk.h"
@@ -43,87 +42,17 @@ const float kSketchKernel[kTaps] = {0.008847f, 0.018216f, 0.033562f, 0.055335f, 
                                     0.107778f, 0.127325f, 0.134598f, 0.127325f, 0.107778f,
                                     0.081638f, 0.055335f, 0.033562f, 0.018216f, 0.008847f};
 
-namespace {
-
-bool AddTap(Taps& t, double weight, double shift, int axis) {
-  if (t.count == kTaps) return false;
-  t.weight[t.count] = static_cast<float>(weight);
-  t.shift[2 * t.count + axis] = static_cast<float>(shift);
-  t.shift[2 * t.count + 1 - axis] = 0.f;
-  ++t.count;
-  return true;
-}
-
-}  // namespace
-
-namespace {
-
-// The plain taps folded at one phase; false when they need more fetches
-// than the plain ones.
-bool Fold(const Taps& plain, int axis, double texels, double phase, Taps* out) {
-  std::map<int, double> texel;
-  for (int k = 0; k < plain.count; ++k) {
-    double p = phase + plain.shift[2 * k + axis] * texels;
-    // A tap within float error of a texel centre reads that texel alone.
-    if (std::fabs(p - std::round(p)) < 1e-4) p = std::round(p);
-    const double j = std::floor(p), f = p - j;
-    texel[static_cast<int>(j)] += plain.weight[k] * (1 - f);
-    if (f > 0) texel[static_cast<int>(j) + 1] += plain.weight[k] * f;
-  }
-  Taps folded;
-  for (auto it = texel.begin(); it != texel.end();) {
-    auto next = std::next(it);
-    bool added;
-    if (next != texel.end() && next->first == it->first + 1) {
-      // Two neighbours in one linear fetch placed between them by weight.
-      const double w = it->second + next->second;
-      added = AddTap(folded, w, (it->first + next->second / w - phase) / texels, axis);
-      it = std::next(next);
-    } else {
-      added = AddTap(folded, it->second, (it->first - phase) / texels, axis);
-      it = next;
-    }
-    if (!added) return false;
-  }
-  *out = folded;
-  return folded.count < plain.count;
-}
-
-}  // namespace
-
-Taps PassTaps(const float* kernel, const float* shifts, int axis, double texels, double c0,
-              double c1, unsigned fragments, unsigned first) {
-  Taps plain;
-  if (kernel[5] != 0.f) AddTap(plain, kernel[5], 0, axis);
-  for (int i = 0; i < kShifts; ++i) {
-    const float w = kernel[i < 5 ? i : i + 1];
-    if (w != 0.f) AddTap(plain, w, shifts[2 * i + axis], axis);
-  }
-  if (!fragments || !(texels > 0)) return plain;
-  const double stride = (c1 - c0) * texels / fragments;
-  const double halves = std::round(2 * stride);
-  if (stride < 0.5 || std::fabs(2 * stride - halves) > 2e-3) return plain;
-  const int phases = static_cast<int>(halves) % 2 ? 2 : 1;
-  // Each phase's fraction: the first fragment's coordinate, and with two
-  // phases the second's, in texels from the first texel's centre.
-  Taps sets[2];
-  for (int i = 0; i < phases; ++i) {
-    const double start = c0 * texels + (0.5 + i) * stride - 0.5;
-    if (!Fold(plain, axis, texels, start - std::floor(start), &sets[i])) return plain;
-  }
-  if (phases == 1) return sets[0];
-  // Both sets padded to one count with taps of no weight; the set of even
-  // window positions first.
-  Taps two;
-  two.phases = 2;
-  two.count = std::max(sets[0].count, sets[1].count);
-  if (two.count >= plain.count) return plain;
-  for (int i = 0; i < 2; ++i) {
-    const Taps& set = sets[(i + first) % 2];
-    std::copy(set.weight, set.weight + set.count, two.weight + i * two.count);
-    std::copy(set.shift, set.shift + 2 * set.count, two.shift + 2 * i * two.count);
-  }
-  return two;
+Taps PassTaps(const float* kernel, const float* shifts, int axis) {
+  Taps t;
+  auto add = [&](float weight, float shift) {
+    if (weight == 0.f) return;
+    t.weight[t.count] = weight;
+    t.shift[2 * t.count + axis] = shift;
+    ++t.count;
+  };
+  add(kernel[5], 0.f);
+  for (int i = 0; i < kShifts; ++i) add(kernel[i < 5 ? i : i + 1], shifts[2 * i + axis]);
+  return t;
 }
 
 }  // namespace blur
@@ -169,35 +98,27 @@ const GLProgram::Location GLProgBlurMix::kLocations[5] = {
 };
 
 namespace {
-// The blur shader's defines: the tap count, and the window coordinate whose
-// parity picks the set of a two-phase pass.
-const char* TapsDefine(int taps, int twoPhaseAxis) {
+const char* TapsDefine(int taps) {
   static const auto kDefines = [] {
-    std::array<std::array<std::string, pe::blur::kTaps + 1>, 3> d;
-    const char* kPhase[3] = {"", "\n#define PHASE_AXIS x", "\n#define PHASE_AXIS y"};
-    for (int a = 0; a < 3; ++a)
-      for (int n = 0; n <= pe::blur::kTaps; ++n) d[a][n] = "TAPS " + std::to_string(n) + kPhase[a];
+    std::array<std::string, pe::blur::kTaps + 1> d;
+    for (int n = 0; n <= pe::blur::kTaps; ++n) d[n] = "TAPS " + std::to_string(n);
     return d;
   }();
-  return kDefines[std::clamp(twoPhaseAxis + 1, 0, 2)][std::clamp(taps, 1, pe::blur::kTaps)].c_str();
+  return kDefines[std::clamp(taps, 1, pe::blur::kTaps)].c_str();
 }
 }  // namespace
 
-GLProgBlurPass::GLProgBlurPass(int taps, int twoPhaseAxis)
-    : GLProgEffect(kBlur, false, TapsDefine(taps, twoPhaseAxis)) {}
+GLProgBlurPass::GLProgBlurPass(int taps) : GLProgEffect(kBlur, false, TapsDefine(taps)) {}
 
-void GEBlurShader::FoldedPrograms::Release() {
-  for (auto& axis : prog)
-    for (auto& p : axis) p.reset();
+void GEBlurShader::FewerTaps::Release() {
+  for (auto& p : prog) p.reset();
 }
 
-GLProgBlurPass* GEBlurShader::ProgramFor(const pe::blur::Taps& taps, int axis, const char* func) {
-  const int phaseAxis = taps.phases == 2 ? axis : -1;
-  if (taps.count >= pe::blur::kTaps && phaseAxis < 0) return m_pBlurProg.get();
-  std::unique_ptr<GLProgBlurPass>& p =
-      m_folded.prog[phaseAxis + 1][std::clamp(taps.count, 1, pe::blur::kTaps)];
+GLProgBlurPass* GEBlurShader::ProgramFor(int taps, const char* func) {
+  if (taps >= pe::blur::kTaps) return m_pBlurProg.get();
+  std::unique_ptr<GLProgBlurPass>& p = m_fewerTaps.prog[std::max(taps, 1)];
   if (!p) {
-    p.reset(new GLProgBlurPass(taps.count, phaseAxis));
+    p.reset(new GLProgBlurPass(taps));
     if (!p->Load()) {
       // Tried again next time: a block drawn otherwise would not be the
       // same picture.
@@ -210,16 +131,8 @@ GLProgBlurPass* GEBlurShader::ProgramFor(const pe::blur::Taps& taps, int axis, c
 }
 
 pe::blur::Taps GEBlurShader::PassTaps(int axis) const {
-  const bool across = axis == 0;
-  const GLTexture* input = across ? m_pSrcTexture : m_pTexH.get();
-  const float* coords = across ? m_fPassCoord : kQuadTexCoords;
-  // The quad's corners (s0, t1), (s0, t0), (s1, t0), (s1, t1): the
-  // coordinates at the viewport's first and last edge along the axis.
   return pe::blur::PassTaps(m_pKernel ? m_pKernel : pe::blur::GaussianRow(14),
-                            m_fPixelShift + 2 * pe::blur::kShifts * axis, axis,
-                            across ? input->GetAllocWidth() : input->GetHeight(),
-                            coords[across ? 0 : 3], coords[across ? 4 : 1],
-                            across ? m_uBlurW : m_uBlurH, across ? m_uX : m_uY);
+                            m_fPixelShift + 2 * pe::blur::kShifts * axis, axis);
 }
 
 GEBlurShader::GEBlurShader(pe::LogModule* log, CaptureWalk walk) : GEShader(log), m_eWalk(walk) {}
@@ -324,7 +237,7 @@ bool GEBlurShader::InitPasses(unsigned blurW, unsigned blurH, GLProgBlurPass* bl
   std::memcpy(m_fPassCoord, m_fTexCoord, sizeof(m_fPassCoord));
   std::memcpy(m_fBlurCoord, kQuadTexCoords, sizeof(m_fBlurCoord));
   // The preview's passes at full strength are ready before the first frame.
-  return ProgramFor(PassTaps(0), 0, "Init") && ProgramFor(PassTaps(1), 1, "Init");
+  return ProgramFor(PassTaps(0).count, "Init") && ProgramFor(PassTaps(1).count, "Init");
 }
 
 bool GEBlurShader::RunBlurPasses() {
@@ -338,8 +251,8 @@ bool GEBlurShader::RunBlurPasses() {
   } passes[2] = {{m_pFboH.get(), m_pSrcTexture, m_fPassCoord, m_windows.across},
                  {m_pFboV.get(), m_pTexH.get(), kQuadTexCoords, m_windows.down}};
   const pe::blur::Taps taps[2] = {PassTaps(0), PassTaps(1)};
-  GLProgBlurPass* progs[2] = {ProgramFor(taps[0], 0, "ProcBlock"),
-                              ProgramFor(taps[1], 1, "ProcBlock")};
+  GLProgBlurPass* progs[2] = {ProgramFor(taps[0].count, "ProcBlock"),
+                              ProgramFor(taps[1].count, "ProcBlock")};
   if (!progs[0] || !progs[1]) return false;
   if (m_bWindowed) glEnable(GL_SCISSOR_TEST);
   for (int i = 0; i < 2; ++i) {
@@ -353,9 +266,8 @@ bool GEBlurShader::RunBlurPasses() {
                 p.window[2], p.window[3]);
     prog->SetTextures(0, p.input);
     prog->Use();
-    const int n = taps[i].count * taps[i].phases;
-    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, n, taps[i].weight);
-    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, n, taps[i].shift);
+    prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, taps[i].count, taps[i].weight);
+    prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, taps[i].count, taps[i].shift);
     prog->SetVertexCoord(4, kQuadVertices);
     prog->SetTextureCoord(2, p.coords);
     prog->Draw();

@@ -26,40 +26,28 @@ float StrengthMix(int p0);
 extern const float kSketchKernel[kTaps];
 
 // What one blur pass fetches: each tap's weight and its offset from the
-// fragment's own coordinate, in texture units. With two phases, fragments at
-// even window positions along the pass's axis take the first `count` taps,
-// odd ones the next `count`.
+// fragment's own coordinate, in texture units.
 struct Taps {
   int count = 0;
-  int phases = 1;
-  float weight[2 * kTaps] = {};
-  float shift[4 * kTaps] = {};
+  float weight[kTaps] = {};
+  float shift[2 * kTaps] = {};
 };
 
 // One pass's taps along axis (0 across, 1 down): the kernel paired with the
-// 14 shifts as the blur has always paired them, the centre first, taps of no
-// weight left out. Where the pass steps a whole (or a whole and a half)
-// number of input texels per fragment, every fragment (every other one)
-// meets the texel lattice at the same phase: the taps are then folded onto
-// the texels they read and neighbouring texels read in one filtered fetch,
-// the same weighted sum in fewer fetches. texels: the input's extent along
-// the axis; c0, c1: the coordinates the pass draws from at its first and
-// last edge; fragments: its size; first: the window position of its first
-// fragment along the axis.
-Taps PassTaps(const float* kernel, const float* shifts, int axis, double texels, double c0,
-              double c1, unsigned fragments, unsigned first = 0);
+// 14 shifts as the blur has always paired them, the centre first. Taps of no
+// weight are left out: a low strength's narrow kernel is a few fetches, the
+// same sum.
+Taps PassTaps(const float* kernel, const float* shifts, int axis);
 
 }  // namespace blur
 }  // namespace pe
 
-// One direction of the separable blur, summing `taps` weighted fetches,
-// alternating between two sets along `twoPhaseAxis` (0 across, 1 down) when
-// that is not negative; each effect's blur program is a thin type over the
-// one of 15 in one phase.
+// One direction of the separable blur, summing `taps` weighted fetches; each
+// effect's blur program is a thin type over the one of 15.
 class GLProgBlurPass : public GLProgEffect {
  public:
   enum { UNIFORM_GAUSSIAN_KERNEL = 0, UNIFORM_PIXEL_SHIFT = 1 };
-  explicit GLProgBlurPass(int taps = pe::blur::kTaps, int twoPhaseAxis = -1);
+  explicit GLProgBlurPass(int taps = pe::blur::kTaps);
 };
 
 // A program drawing the full-size picture from the sharp source and the
@@ -153,20 +141,18 @@ class GEBlurShader : public GEShader {
   bool MakePassTarget(GEOwned<GLTexture>& tex, GEOwned<GLFbo>& fbo, const char* texLine,
                       const char* fboLine);
 
-  // The program for a pass of these taps: the effect's own for 15 in one
-  // phase, one made the first time it is drawn otherwise; null if it cannot
-  // be made.
-  GLProgBlurPass* ProgramFor(const pe::blur::Taps& taps, int axis, const char* func);
+  // The program for a pass of `taps` fetches: the effect's own for 15, one
+  // made the first time it is drawn for fewer; null if it cannot be made.
+  GLProgBlurPass* ProgramFor(int taps, const char* func);
   // The fetches of the pass across (axis 0) or down (1) as it stands.
   pe::blur::Taps PassTaps(int axis) const;
 
   CaptureWalk m_eWalk;
-  // Programs of folded taps, by axis of two phases (or one phase) and count;
-  // released with the effect's others.
-  class FoldedPrograms final : public GEOwnedBase {
+  // Programs of fewer taps, by count; released with the effect's others.
+  class FewerTaps final : public GEOwnedBase {
    public:
-    explicit FoldedPrograms(GEShader* owner) : GEOwnedBase(owner) {}
+    explicit FewerTaps(GEShader* owner) : GEOwnedBase(owner) {}
     void Release() override;
-    std::unique_ptr<GLProgBlurPass> prog[3][pe::blur::kTaps + 1];
-  } m_folded{this};
+    std::unique_ptr<GLProgBlurPass> prog[pe::blur::kTaps];
+  } m_fewerTaps{this};
 };

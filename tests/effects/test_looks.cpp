@@ -153,7 +153,7 @@ Plan Geometry(int w, int h) {
 // --- Reduced-size blur looks 2, 7, I and J: strength, centre and edge point
 // as each effect turns them into its blur and mix behind a w x h preview; a
 // still through the apron walk (2, 7) or the overlap walk (sketches).
-Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
+Expected Blurred(int number, int w, int h, const Nv21& f, bool still, int strength = 60) {
   const int a = AllocW(w), W = f.width, H = f.height;
   const bool dof = number == 2;
   const float cx = At(960, w, 1920), cy = At(dof ? 540 : 500, h, 1080);
@@ -170,11 +170,12 @@ Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
     const float r = std::fmax(std::sqrt(dx * dx + dy * dy), legacy ? 0.06f : 0.15f);
     const float R = r + (static_cast<float>(w) / h - 1.f) * dx;
     const float e0 = legacy ? R - 0.075f : R - 0.225f, e1 = legacy ? R + 0.075f : R - 0.075f;
-    setup = {ref::GaussianRow(60 / 7), w / 2, 192 * h / 360, 1.f / w, 1.f / h};  // strength 60
+    const int row = strength / 7 >= 2 && strength / 7 <= 14 ? strength / 7 : 1;
+    setup = {ref::GaussianRow(row), w / 2, 192 * h / 360, 1.f / w, 1.f / h};
     blurScale = crop;
     mix = ref::FocusMix(
         [=](float gx, float gy) { return (gx - cx) * (gx - cx) + (gy - cy) * (gy - cy) * ratio; },
-        e0 * e0, e1 * e1, 0.8f);
+        e0 * e0, e1 * e1, std::fmin(strength / 75.f, 1.f));
   } else if (number == 7) {
     const float R = std::fmax(dy, 0.1f);
     setup = {ref::GaussianRow(14), w * 320 / 800, 192 * h / 480, 1.f / w, 1.f / h};
@@ -186,20 +187,22 @@ Expected Blurred(int number, int w, int h, const Nv21& f, bool still) {
                       : ref::ApronCaptureModel(f, w, h, setup, mix);
 }
 
-// Strength 0 shows the sharp picture. Tilt-shift shares depth of field's
+// Strength 0 shows the sharp picture; 10 blurs with the narrowest kernel,
+// whose taps of no weight are not fetched. Tilt-shift shares depth of field's
 // walk, so its still is smaller; the sketches share all but their last pass,
 // which the previews cover, so one of them is captured, at 3000x2250: a block
 // with neighbours on every side.
 Plan Blur(int w, int h) {
   const std::string dof = Effect("2", 60, ";GE-param1=960,540,1400,700");
   const std::string tilt = Effect("7", 100, ";GE-param1=960,500,960,800");
-  auto look = [=](int number, bool still) {
-    return [=](const Nv21& f, int) { return Blurred(number, w, h, f, still); };
+  auto look = [=](int number, bool still, int strength = 60) {
+    return [=](const Nv21& f, int) { return Blurred(number, w, h, f, still, strength); };
   };
   auto sharp = [](const Nv21& f, int) { return ref::RoundTrip(f); };
   return {dof,
           {{{dof}, look(2, false), 4},
            {{Effect("2", 0, ";GE-param1=960,540,1400,700")}, sharp, 2},
+           {{Effect("2", 10, ";GE-param1=960,540,1400,700")}, look(2, false, 10), 4},
            {{tilt}, look(7, false), 4},
            {{Effect("7", 0, ";GE-param1=960,500,960,800")}, sharp, 2},
            {{Effect("I")}, look(17, false), 4, 0.25},
