@@ -247,33 +247,56 @@ bool GEBlurShader::RunBlurPasses() {
     GLFbo* target;
     GLTexture* input;
     const float* coords;
-    const int* window;
-  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, m_fPassCoord, m_windows.across},
-                 {m_pFboV.get(), m_pTexH.get(), kQuadTexCoords, m_windows.down}};
+  } passes[2] = {{m_pFboH.get(), m_pSrcTexture, m_fPassCoord},
+                 {m_pFboV.get(), m_pTexH.get(), kQuadTexCoords}};
+  const int whole[4] = {0, 0, static_cast<int>(m_uBlurW), static_cast<int>(m_uBlurH)};
+  float blurCoord[8];
+  MixBlurCoord(blurCoord);
+  const pe::BlurRects rects = pe::BlurRectsFor(
+      m_pMixProg->IsLarge() ? m_fGlobalCoord : m_fTexCoord, blurCoord, m_uBlurW, m_uBlurH,
+      DownReach(), m_bWindowed ? m_windows.across : whole, m_bWindowed ? m_windows.down : whole,
+      [this](float y0, float y1, float* x0, float* x1) { return SharpSpan(y0, y1, x0, x1); });
+  const std::vector<pe::PassRect>* passRects[2] = {&rects.across, &rects.down};
+
   const pe::blur::Taps taps[2] = {PassTaps(0), PassTaps(1)};
   GLProgBlurPass* progs[2] = {ProgramFor(taps[0].count, "ProcBlock"),
                               ProgramFor(taps[1].count, "ProcBlock")};
   if (!progs[0] || !progs[1]) return false;
-  if (m_bWindowed) glEnable(GL_SCISSOR_TEST);
+  glEnable(GL_SCISSOR_TEST);
   for (int i = 0; i < 2; ++i) {
     const Pass& p = passes[i];
     GLProgBlurPass* prog = progs[i];
     p.target->Bind();
     glViewport(static_cast<GLint>(m_uX), static_cast<GLint>(m_uY), static_cast<GLsizei>(m_uBlurW),
                static_cast<GLsizei>(m_uBlurH));
-    if (m_bWindowed)
-      glScissor(static_cast<GLint>(m_uX) + p.window[0], static_cast<GLint>(m_uY) + p.window[1],
-                p.window[2], p.window[3]);
     prog->SetTextures(0, p.input);
     prog->Use();
     prog->Uniform1fv(GLProgBlurPass::UNIFORM_GAUSSIAN_KERNEL, taps[i].count, taps[i].weight);
     prog->Uniform2fv(GLProgBlurPass::UNIFORM_PIXEL_SHIFT, taps[i].count, taps[i].shift);
     prog->SetVertexCoord(4, kQuadVertices);
     prog->SetTextureCoord(2, p.coords);
-    prog->Draw();
+    // The same quad through each rectangle: every texel drawn is the one a
+    // single draw would make.
+    for (const pe::PassRect& r : *passRects[i]) {
+      glScissor(static_cast<GLint>(m_uX) + r.x, static_cast<GLint>(m_uY) + r.y, r.w, r.h);
+      prog->Draw();
+    }
   }
-  if (m_bWindowed) glDisable(GL_SCISSOR_TEST);
+  glDisable(GL_SCISSOR_TEST);
   return true;
+}
+
+bool GEBlurShader::SharpSpan(float, float, float*, float*) const { return false; }
+
+void GEBlurShader::MixBlurCoord(float out[8]) const {
+  std::memcpy(out, m_fBlurCoord, sizeof(m_fBlurCoord));
+}
+
+float GEBlurShader::DownReach() const {
+  float reach = 0;
+  const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
+  for (int i = 0; i < pe::blur::kShifts; ++i) reach = std::max(reach, std::fabs(down[2 * i + 1]));
+  return reach * static_cast<float>(m_uBlurH);
 }
 
 bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& setUniforms) {
@@ -288,10 +311,7 @@ bool GEBlurShader::DrawMix(const float* texCoords, const std::function<void()>& 
 
 bool GEBlurShader::RenderWindowed(const char* func, unsigned char* dst, int W, int H, unsigned sx,
                                   unsigned sy, unsigned sw, unsigned sh) {
-  float reach = 0;
-  const float* down = m_fPixelShift + 2 * pe::blur::kShifts;
-  for (int i = 0; i < pe::blur::kShifts; ++i) reach = std::max(reach, std::fabs(down[2 * i + 1]));
-  m_windows = pe::BlurWindowsFor(m_fBlurCoord, m_uBlurW, m_uBlurH, reach * m_uBlurH);
+  m_windows = pe::BlurWindowsFor(m_fBlurCoord, m_uBlurW, m_uBlurH, DownReach());
   m_bWindowed = true;
   const bool rendered = RenderBlock(func, dst, W, H, sx, sy, sw, sh);
   m_bWindowed = false;

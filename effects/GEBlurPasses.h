@@ -99,9 +99,15 @@ class GEBlurShader : public GEShader {
   // drag's horizontal share. False when the effect has no size.
   bool MeasureDrag(int p0, int p1, int p2, int p3, float minimum, float centre[2],
                    float* radius) const;
-  // The two reduced passes over the part of the source in m_fPassCoord;
-  // false when a pass's program cannot be made.
+  // The two reduced passes over the part of the source in m_fPassCoord,
+  // leaving out the blur under the mix's sharp area; false when a pass's
+  // program cannot be made.
   bool RunBlurPasses();
+  // Where the mix takes none of the blur (see pe::SharpSpan), in its
+  // position coordinate; none unless an effect says so.
+  virtual bool SharpSpan(float y0, float y1, float* x0, float* x1) const;
+  // The coordinates at which the mix reads the blur, at its quad's corners.
+  virtual void MixBlurCoord(float out[8]) const;
   // The full-size pass from texCoords (source) and m_fBlurCoord (blur), with
   // the block's place in the picture when the program is a capture one.
   bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms);
@@ -146,6 +152,8 @@ class GEBlurShader : public GEShader {
   GLProgBlurPass* ProgramFor(int taps, const char* func);
   // The fetches of the pass across (axis 0) or down (1) as it stands.
   pe::blur::Taps PassTaps(int axis) const;
+  // The down pass's farthest tap, in blur pixels.
+  float DownReach() const;
 
   CaptureWalk m_eWalk;
   // Programs of fewer taps, by count; released with the effect's others.

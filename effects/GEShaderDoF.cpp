@@ -2,6 +2,7 @@
 
 #include <pe/Log.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -103,6 +104,30 @@ bool GEShaderDoF::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
 void GEShaderDoF::OnCapture(int width, int height) {
   if (IsInited() && width > 0)
     m_fWHRatioSquare = std::pow(static_cast<float>(height) / static_cast<float>(width), 2.f);
+}
+
+bool GEShaderDoF::SharpSpan(float y0, float y1, float* x0, float* x1) const {
+  // The mix's weight is zero where its squared distance is at most the first
+  // edge (the edges in order), a hair less for the GPU's rounding.
+  const double e0 = m_fDistSquare[0], e1 = m_fDistSquare[1];
+  if (!(e0 < e1)) return false;
+  const double inner = e0 * (1 - 1e-4) - 1e-7;
+  const double dy = std::max(std::fabs(y0 - m_fCenter[1]), std::fabs(y1 - m_fCenter[1]));
+  const double rest = inner - dy * dy * m_fWHRatioSquare;
+  if (!(rest > 0)) return false;
+  *x0 = static_cast<float>(m_fCenter[0] - std::sqrt(rest));
+  *x1 = static_cast<float>(m_fCenter[0] + std::sqrt(rest));
+  return true;
+}
+
+void GEShaderDoF::MixBlurCoord(float out[8]) const {
+  GEBlurShader::MixBlurCoord(out);
+  // The preview mix reads the blur through the crop.
+  if (m_pMixProg->IsLarge()) return;
+  for (int i = 0; i < 8; i += 2) {
+    out[i] = out[i] * m_fCrop[2] + m_fCrop[0];
+    out[i + 1] = out[i + 1] * m_fCrop[3] + m_fCrop[1];
+  }
 }
 
 bool GEShaderDoF::ProcBlock(unsigned, unsigned, int, int) {

@@ -38,6 +38,8 @@ class GEShaderDoF : public GEBlurShader {
 
  protected:
   void OnCapture(int width, int height) override;
+  bool SharpSpan(float y0, float y1, float* x0, float* x1) const override;
+  void MixBlurCoord(float out[8]) const override;
   const float* DistSquare() const { return m_fDistSquare; }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <pe/Log.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "EffectShaders.h"
@@ -75,13 +76,38 @@ bool GEShaderTS::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
   return false;
 }
 
+bool GEShaderTS::SharpSpan(float y0, float y1, float* x0, float* x1) const {
+  // The mix's weight is zero where the distance to the band's line is at
+  // most the first edge (the edges in order), a hair less for rounding. A
+  // still's band is level through the finger.
+  const double e0 = m_fDistSquare[0], e1 = m_fDistSquare[1];
+  if (!(e0 < e1)) return false;
+  const double inner = e0 * (1 - 1e-4) - 1e-7;
+  const double m = m_pMixProg->IsLarge() ? 0.0 : m_fSlope;
+  const double b = -(m * m_fFinger[0] + m_fFinger[1]);
+  // |m x + y + b| <= inner * sqrt(m^2 + 1) for every y of [y0, y1]: m x
+  // within [lo, hi].
+  const double reach = inner * std::sqrt(m * m + 1);
+  const double lo = -reach - y0 - b, hi = reach - y1 - b;
+  if (!(lo <= hi)) return false;
+  if (m == 0) {
+    if (!(lo <= 0 && 0 <= hi)) return false;
+    *x0 = -1e9f;
+    *x1 = 1e9f;
+    return true;
+  }
+  *x0 = static_cast<float>(std::min(lo / m, hi / m));
+  *x1 = static_cast<float>(std::max(lo / m, hi / m));
+  return true;
+}
+
 bool GEShaderTS::ProcBlock(unsigned, unsigned, int, int) {
-  if (!RunBlurPasses()) return false;
   // A vertical band has no slope; the nudged angle is kept.
   if (s_fAngle == 90.f) s_fAngle = 89.99f;
   if (s_fAngle == 180.f) s_fAngle = 179.99f;
   m_fSlope = std::tan(static_cast<float>(s_fAngle * 3.1415926 / 180));
   LOGI("[%s] angle %f, slope %f", "ProcBlock", s_fAngle, m_fSlope);
+  if (!RunBlurPasses()) return false;
   GLProgBlurMix* mix = m_pMixProg.get();
   return DrawMix(m_fTexCoord, [&] {
     if (!mix->IsLarge()) mix->Uniform1f(GLProgTSPassSizeUp::UNIFORM_SLOPE, m_fSlope);

@@ -31,6 +31,7 @@ class GEShaderTS : public GEBlurShader {
             unsigned char captureMode, IYUVConverter* converter) override;
   bool ProcBlock(unsigned a, unsigned b, int w, int h) override;
   bool SetParam(unsigned set, int p0, int p1, int p2, int p3) override;
+  bool SharpSpan(float y0, float y1, float* x0, float* x1) const override;
 
   const float* DistSquare() const { return m_fDistSquare; }
 

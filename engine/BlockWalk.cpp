@@ -1,6 +1,7 @@
 #include "BlockWalk.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 namespace pe {
@@ -289,6 +290,96 @@ BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned bl
   span(1, blurH, 1, y);
   span(1, blurH, 1 + reach, ya);
   return BlurWindows{{x[0], y[0], x[1], y[1]}, {x[0], ya[0], x[1], ya[1]}};
+}
+
+namespace {
+
+// Rows of a reduced pass that share one cut: fewer draws, a little less left
+// out near the sharp area's top and bottom.
+constexpr int kBandRows = 16;
+
+// The columns [x0, x1) left out of each band, from `skip` (per band of the
+// down pass) as the pass with these bands may leave them out.
+struct Cut {
+  int x0 = 0, x1 = 0;
+  bool Empty() const { return x0 >= x1; }
+};
+
+// The pass's window cut into its bands' rectangles; bands cut alike whole
+// merge into one rectangle.
+std::vector<PassRect> Rects(const int window[4], const std::vector<Cut>& cuts) {
+  std::vector<PassRect> out;
+  const int wx0 = window[0], wx1 = window[0] + window[2];
+  const int wy0 = window[1], wy1 = window[1] + window[3];
+  for (int b = 0; b * kBandRows < wy1; ++b) {
+    const int y0 = std::max(wy0, b * kBandRows), y1 = std::min(wy1, (b + 1) * kBandRows);
+    if (y0 >= y1) continue;
+    const Cut c = b < static_cast<int>(cuts.size()) ? cuts[b] : Cut();
+    const int x0 = std::max(wx0, c.x0), x1 = std::min(wx1, c.x1);
+    if (x0 >= x1) {
+      if (!out.empty() && out.back().x == wx0 && out.back().w == wx1 - wx0 &&
+          out.back().y + out.back().h == y0)
+        out.back().h += y1 - y0;
+      else
+        out.push_back({wx0, y0, wx1 - wx0, y1 - y0});
+      continue;
+    }
+    if (x0 > wx0) out.push_back({wx0, y0, x0 - wx0, y1 - y0});
+    if (x1 < wx1) out.push_back({x1, y0, wx1 - x1, y1 - y0});
+  }
+  return out;
+}
+
+}  // namespace
+
+BlurRects BlurRectsFor(const float posCoord[8], const float blurCoord[8], unsigned blurW,
+                       unsigned blurH, float reachY, const int acrossWindow[4],
+                       const int downWindow[4], const SharpSpan& sharp) {
+  const int bands = (static_cast<int>(blurH) + kBandRows - 1) / kBandRows;
+  std::vector<Cut> down(static_cast<size_t>(bands));
+  // The mix's position as an affine function of its blur coordinate, per
+  // axis (s: corners 0 and 4, t: corners 3 and 1).
+  const double bs0 = blurCoord[0], bs1 = blurCoord[4], bt0 = blurCoord[3], bt1 = blurCoord[1];
+  const double ps0 = posCoord[0], ps1 = posCoord[4], pt0 = posCoord[3], pt1 = posCoord[1];
+  const bool mapped = bs1 != bs0 && bt1 != bt0 && std::isfinite(bs0 + bs1 + bt0 + bt1) &&
+                      std::isfinite(ps0 + ps1 + pt0 + pt1) && blurW && blurH;
+  for (int b = 0; mapped && b < bands; ++b) {
+    // Texel row j is read by blur coordinates in [(j - 0.5) / H, (j + 1.5) / H);
+    // a texel more on each side for rounding.
+    const double t0 = (b * kBandRows - 1.5) / blurH;
+    const double t1 = (std::min<int>(blurH, (b + 1) * kBandRows) + 1.5) / blurH;
+    const double ya = pt0 + (t0 - bt0) * (pt1 - pt0) / (bt1 - bt0);
+    const double yb = pt0 + (t1 - bt0) * (pt1 - pt0) / (bt1 - bt0);
+    float x0, x1;
+    if (!sharp(static_cast<float>(std::min(ya, yb)), static_cast<float>(std::max(ya, yb)), &x0,
+               &x1))
+      continue;
+    const double sa = bs0 + (x0 - ps0) * (bs1 - bs0) / (ps1 - ps0);
+    const double sb = bs0 + (x1 - ps0) * (bs1 - bs0) / (ps1 - ps0);
+    // Columns whose readers, with the same margin, all lie within [sa, sb].
+    const double from = std::ceil(std::min(sa, sb) * blurW + 1.5);
+    const double to = std::floor(std::max(sa, sb) * blurW - 2.5) + 1;
+    if (!(from < to)) continue;
+    down[b] = {static_cast<int>(std::max(from, -1.0)),
+               static_cast<int>(std::min(to, static_cast<double>(blurW) + 1))};
+  }
+  // The across pass keeps every texel the down pass's drawn taps reach (taps
+  // beyond an edge are clamped to it, within reach too): a band may leave
+  // out only what all down bands within reach leave out, less a column on
+  // each side for the down pass's filter across.
+  const int reach = 2 + static_cast<int>(std::ceil(std::min(std::max(0.f, reachY), 1e6f)));
+  std::vector<Cut> across(static_cast<size_t>(bands));
+  for (int b = 0; b < bands; ++b) {
+    const int first = std::max(0, (b * kBandRows - reach) / kBandRows);
+    const int last = std::min(bands - 1, ((b + 1) * kBandRows - 1 + reach) / kBandRows);
+    Cut c{INT_MIN, INT_MAX};
+    for (int d = first; d <= last; ++d) {
+      c.x0 = std::max(c.x0, down[d].x0);
+      c.x1 = std::min(c.x1, down[d].x1);
+    }
+    if (!c.Empty()) across[b] = {c.x0 + 1, c.x1 - 1};
+  }
+  return {Rects(acrossWindow, across), Rects(downWindow, down)};
 }
 
 }  // namespace pe

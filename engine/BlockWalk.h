@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+#include <vector>
+
 // Placement of the blocks in which a still larger than the source texture is
 // processed. Pure arithmetic, shared by every effect's capture walk.
 
@@ -160,6 +163,32 @@ struct BlurWindows {
   int across[4];
 };
 BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned blurH, float reachY);
+
+// Where a mix takes none of the blur: given a span [y0, y1] of its position
+// coordinate (the one its weight is computed from), the span [x0, x1] of x
+// where the weight is exactly zero for every y of it; false where there is
+// none.
+using SharpSpan = std::function<bool(float y0, float y1, float* x0, float* x1)>;
+
+// A rectangle of a reduced pass: x, y, w, h in its pixels.
+struct PassRect {
+  int x, y, w, h;
+};
+
+// What the two reduced passes draw when the blur under the mix's sharp area
+// is left undrawn: each pass's window (x, y, w, h, as BlurWindows gives) cut
+// into bands of rows, each band without the columns that no pixel taking any
+// blur reads, through the filter, a texel's margin included; `across` also
+// keeps what the down pass's taps (reachY blur pixels) read. posCoord and
+// blurCoord: the mix's position and blur coordinates at its quad's corners
+// ((s0, t1), (s0, t0), (s1, t0), (s1, t1)). Texels left undrawn keep what
+// they held: the mix weighs them by zero.
+struct BlurRects {
+  std::vector<PassRect> across, down;
+};
+BlurRects BlurRectsFor(const float posCoord[8], const float blurCoord[8], unsigned blurW,
+                       unsigned blurH, float reachY, const int acrossWindow[4],
+                       const int downWindow[4], const SharpSpan& sharp);
 
 // The overlap walk: the plain walk stepping by the source size less an
 // overlap of five blur steps on each side, steps that keep the blur's share

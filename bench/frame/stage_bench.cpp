@@ -68,8 +68,10 @@ const char* const kStageNames[kStages] = {"expand", "upload", "look", "Y",
 struct Tally {
   double ms[kStages] = {};
   int lookPasses = 0;
-  // Each look pass's own time, in drawing order.
+  // Each look pass's own time, in drawing order; a pass drawn in several
+  // rectangles (the same program into the same framebuffer) counts once.
   std::vector<double> passMs;
+  unsigned long long lastPass = 0;
 };
 
 std::mutex g_lock;
@@ -82,6 +84,7 @@ int g_depth = 0;
 std::map<GLuint, std::string> g_shaderText;
 std::map<GLuint, Stage> g_programStage;
 GLuint g_program = 0;
+GLuint g_framebuffer = 0;
 
 template <typename F>
 F Next(const char* name) {
@@ -98,27 +101,57 @@ void Finish() {
 // Set while the effect is made or released: everything in it is setup.
 bool g_inSetup = false;
 
-// Runs a GL call to its end and books its time under stage.
+// A look pass drawn in several rectangles runs as the driver runs it, its
+// draws not fenced one by one: the pass is timed from its first draw to the
+// fence before whatever is timed next.
+bool g_passOpen = false;
+double g_passStart = 0;
+
+void ClosePass() {
+  if (!g_passOpen) return;
+  Finish();
+  const double ms = Now() - g_passStart;
+  g_passOpen = false;
+  std::lock_guard<std::mutex> lock(g_lock);
+  g_tally.ms[kLook] += ms;
+  if (!g_tally.passMs.empty()) g_tally.passMs.back() += ms;
+  if (g_depth > 0) g_nested += ms;
+}
+
+// Runs a GL call to its end and books its time under stage; a look draw
+// opens a pass that the same program's next draws into the same
+// framebuffer continue.
 template <typename Call>
 void TimeGl(Stage stage, Call call) {
   if (g_inSetup) return call();
+  const unsigned long long pass =
+      (static_cast<unsigned long long>(g_program) << 32) | g_framebuffer;
+  if (stage == kLook && g_passOpen && g_tally.lastPass == pass) return call();
+  ClosePass();
   Finish();
   const double t0 = Now();
   call();
+  if (stage == kLook) {
+    std::lock_guard<std::mutex> lock(g_lock);
+    ++g_tally.lookPasses;
+    g_tally.passMs.push_back(0);
+    g_tally.lastPass = pass;
+    g_passOpen = true;
+    g_passStart = t0;
+    return;
+  }
   Finish();
   const double ms = Now() - t0;
   std::lock_guard<std::mutex> lock(g_lock);
   g_tally.ms[stage] += ms;
-  if (stage == kLook) {
-    ++g_tally.lookPasses;
-    g_tally.passMs.push_back(ms);
-  }
+  g_tally.lastPass = 0;
   if (g_depth > 0) g_nested += ms;
 }
 
 // A CPU stage: its own time, less the GL calls timed inside it.
 template <typename Call>
 void TimeCpu(Stage stage, Call call) {
+  ClosePass();
   double nestedBefore;
   {
     std::lock_guard<std::mutex> lock(g_lock);
@@ -178,6 +211,12 @@ PE_INTERPOSE void glAttachShader(GLuint program, GLuint shader) {
   next(program, shader);
 }
 
+PE_INTERPOSE void glBindFramebuffer(GLenum target, GLuint framebuffer) {
+  static auto next = Next<void (*)(GLenum, GLuint)>("glBindFramebuffer");
+  g_framebuffer = framebuffer;
+  next(target, framebuffer);
+}
+
 PE_INTERPOSE void glUseProgram(GLuint program) {
   static auto next = Next<void (*)(GLuint)>("glUseProgram");
   g_program = program;
@@ -231,6 +270,7 @@ namespace {
 // objects, programs, assets and any pass drawn once.
 template <typename Call>
 auto TimeSetup(Call call) {
+  ClosePass();
   Finish();
   g_inSetup = true;
   const double t0 = Now();

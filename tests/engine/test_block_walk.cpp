@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -247,6 +248,125 @@ TEST(ApronBlockWalk, BlurWindowsHoldWhatTheNextPassReads) {
   for (const float* c : {outside, nan}) {
     const pe::BlurWindows w = pe::BlurWindowsFor(c, 640, 384, 10);
     EXPECT_EQ(std::vector<int>(w.down, w.down + 4), std::vector<int>({0, 0, 640, 384}));
+  }
+}
+
+// With the blur under a round sharp area left undrawn, every texel that a
+// pixel taking any blur reads through the filter is still drawn by the down
+// pass, and every texel the drawn ones' taps reach by the across pass, each
+// once and inside its window; a real part is left out, and nothing without a
+// sharp area. Previews whole and cropped, and a block of a still.
+TEST(BlurRects, DrawWhatPixelsTakingBlurRead) {
+  const struct Case {
+    const char* what;
+    int mixW, mixH;
+    float pos[4], blur[4];  // s0, t0, s1, t1
+    unsigned blurW, blurH;
+    float reachY;
+    int across[4], down[4];
+  } kCases[] = {
+      {"preview", 160, 90, {0, 0, 1, 1}, {0, 0, 1, 1}, 80, 48, 4, {0, 0, 80, 48}, {0, 0, 80, 48}},
+      {"cropped",
+       200,
+       120,
+       {0, 0, 1, 1},
+       {0.25f, 0.1f, 0.75f, 0.9f},
+       128,
+       128,
+       6,
+       {0, 0, 128, 128},
+       {0, 0, 128, 128}},
+      {"still block",
+       120,
+       100,
+       {0.3f, 0.2f, 0.6f, 0.5f},
+       {0.1f, 0.05f, 0.9f, 0.8f},
+       72,
+       56,
+       3,
+       {4, 2, 64, 52},
+       {6, 4, 60, 46}},
+  };
+  auto corners = [](const float* c, float* out) {
+    const float v[8] = {c[0], c[3], c[0], c[1], c[2], c[1], c[2], c[3]};
+    std::copy(v, v + 8, out);
+  };
+  for (const Case& c : kCases) {
+    for (const bool sharpArea : {true, false}) {
+      SCOPED_TRACE(std::string(c.what) + (sharpArea ? ", sharp area" : ", none"));
+      // Position distance from (cx, cy) below r takes no blur.
+      const float cx = (c.pos[0] + c.pos[2]) / 2, cy = (c.pos[1] + c.pos[3]) / 2;
+      const float r = sharpArea ? 0.3f * (c.pos[2] - c.pos[0]) : 0.f;
+      const pe::SharpSpan sharp = [&](float y0, float y1, float* x0, float* x1) {
+        const float dy = std::max(std::fabs(y0 - cy), std::fabs(y1 - cy));
+        if (r <= dy) return false;
+        *x0 = cx - std::sqrt(r * r - dy * dy);
+        *x1 = cx + std::sqrt(r * r - dy * dy);
+        return true;
+      };
+      float pos[8], blur[8];
+      corners(c.pos, pos);
+      corners(c.blur, blur);
+      const pe::BlurRects rects =
+          pe::BlurRectsFor(pos, blur, c.blurW, c.blurH, c.reachY, c.across, c.down, sharp);
+      // How many rectangles of a pass draw each texel, each inside the window.
+      auto drawn = [&](const std::vector<pe::PassRect>& list, const int* win) {
+        std::vector<int> n(static_cast<size_t>(c.blurW) * c.blurH);
+        for (const pe::PassRect& q : list) {
+          EXPECT_TRUE(q.w > 0 && q.h > 0 && q.x >= win[0] && q.y >= win[1] &&
+                      q.x + q.w <= win[0] + win[2] && q.y + q.h <= win[1] + win[3]);
+          for (int j = q.y; j < q.y + q.h; ++j)
+            for (int i = q.x; i < q.x + q.w; ++i) ++n[static_cast<size_t>(j) * c.blurW + i];
+        }
+        EXPECT_LE(*std::max_element(n.begin(), n.end()), 1);
+        return n;
+      };
+      const std::vector<int> down = drawn(rects.down, c.down);
+      const std::vector<int> across = drawn(rects.across, c.across);
+      auto at = [&](const std::vector<int>& n, int i, int j) {
+        i = std::clamp(i, 0, static_cast<int>(c.blurW) - 1);
+        j = std::clamp(j, 0, static_cast<int>(c.blurH) - 1);
+        return n[static_cast<size_t>(j) * c.blurW + i];
+      };
+      auto inside = [](const int* win, int i, int j) {
+        return i >= win[0] && i < win[0] + win[2] && j >= win[1] && j < win[1] + win[3];
+      };
+      int missing = 0;
+      for (int y = 0; y < c.mixH; ++y)
+        for (int x = 0; x < c.mixW; ++x) {
+          const float u = (x + 0.5f) / c.mixW, v = (y + 0.5f) / c.mixH;
+          const float px = c.pos[0] + u * (c.pos[2] - c.pos[0]);
+          const float py = c.pos[1] + v * (c.pos[3] - c.pos[1]);
+          if (std::hypot(px - cx, py - cy) < r) continue;
+          const int i = static_cast<int>(
+              std::floor((c.blur[0] + u * (c.blur[2] - c.blur[0])) * c.blurW - 0.5f));
+          const int j = static_cast<int>(
+              std::floor((c.blur[1] + v * (c.blur[3] - c.blur[1])) * c.blurH - 0.5f));
+          for (int dj = 0; dj < 2; ++dj)
+            for (int di = 0; di < 2; ++di)
+              if (inside(c.down, std::clamp(i + di, 0, int(c.blurW) - 1),
+                         std::clamp(j + dj, 0, int(c.blurH) - 1)))
+                missing += !at(down, i + di, j + dj);
+        }
+      const int reach = static_cast<int>(std::ceil(c.reachY)) + 1;
+      for (int j = 0; j < static_cast<int>(c.blurH); ++j)
+        for (int i = 0; i < static_cast<int>(c.blurW); ++i) {
+          if (!at(down, i, j)) continue;
+          for (int dj = -reach; dj <= reach; ++dj)
+            for (int di = 0; di < 2; ++di)
+              if (inside(c.across, std::clamp(i + di, 0, int(c.blurW) - 1),
+                         std::clamp(j + dj, 0, int(c.blurH) - 1)))
+                missing += !at(across, i + di, j + dj);
+        }
+      EXPECT_EQ(missing, 0);
+      const long drawnDown = std::count(down.begin(), down.end(), 1);
+      const long window = static_cast<long>(c.down[2]) * c.down[3];
+      if (sharpArea)
+        EXPECT_LT(drawnDown, window * 19 / 20);
+      else
+        EXPECT_EQ(rects.down.size(), 1u);
+      EXPECT_EQ(drawnDown == window, !sharpArea);
+    }
   }
 }
 
