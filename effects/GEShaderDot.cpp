@@ -146,10 +146,26 @@ bool GEShaderDot::ProcBlock(unsigned, unsigned, int, int) {
 }
 
 bool GEShaderDot::DrawDots(const float* pass1, int sizeDownW, int sizeDownH, const float* crop) {
+  // Pass 2 reads the size-down texture only as far as its coordinates reach
+  // (a preview's reduced picture fills its lower-left 1/d): pass 1 draws that
+  // much, two texels more for rounding.
+  float reachS = 0, reachT = 0;
+  for (int i = 0; i < 4; ++i) {
+    reachS = std::max(reachS, m_fPass2[2 * i]);
+    reachT = std::max(reachT, m_fPass2[2 * i + 1]);
+  }
+  auto extent = [](float reach, unsigned texels, int viewport) {
+    const double n = std::ceil(static_cast<double>(reach) * texels) + 2;
+    return std::isfinite(n) && n < viewport ? std::max(1, static_cast<int>(n)) : viewport;
+  };
+  const int drawn[2] = {extent(reachS, m_pSizeDown->GetWidth(), sizeDownW),
+                        extent(reachT, m_pSizeDown->GetHeight(), sizeDownH)};
   if (!pe::DrawPass(
-          m_pSizeDownFbo.get(), sizeDownW, sizeDownH, m_pPass1.get(), pass1, [this, crop] {
+          m_pSizeDownFbo.get(), sizeDownW, sizeDownH, m_pPass1.get(), pass1,
+          [this, crop] {
             m_pPass1->Uniform4f(GLProgDotPass1::UNIFORM_CROP, crop[0], crop[1], crop[2], crop[3]);
-          }))
+          },
+          drawn))
     return false;
   m_pPass2->SetTextures(GLProgDotPass2::SAMPLER_TEX_DOT_MASK, m_pMasks[m_nMask].get());
   return DrawAndConvert(m_pPass2.get(), m_fPass2, [this] {
