@@ -22,7 +22,7 @@ const GLProgDesc kTable = {kShader_bypass_vert,
 
 GLProgCurveTable::GLProgCurveTable(const char* variant) : GLProgEffect(kTable, false, variant) {}
 
-namespace pe {
+namespace {
 
 bool DrawCurveTable(GLProgEffect* prog, GLTexture* curve, GLTexture* table) {
   if (!table->Init(GL_RGBA, GL_UNSIGNED_BYTE, kSide, kSide, 0) ||
@@ -31,7 +31,20 @@ bool DrawCurveTable(GLProgEffect* prog, GLTexture* curve, GLTexture* table) {
   GLFbo fbo;
   if (!fbo.Init() || !fbo.SetColorAttachment(table)) return false;
   prog->SetTextures(GLProgram::SAMPLER_INPUT_TEX, curve);
-  return DrawPass(&fbo, kSide, kSide, prog, kQuadTexCoords);
+  return pe::DrawPass(&fbo, kSide, kSide, prog, kQuadTexCoords);
+}
+
+}  // namespace
+
+namespace pe {
+
+const char* DrawCurveTables(const char* variant, GLTexture* const* curves, GLTexture* const* tables,
+                            size_t n) {
+  GLProgCurveTable prog(variant);
+  if (!prog.Load()) return "[%s] can't load curve table program";
+  for (size_t i = 0; i < n; ++i)
+    if (!DrawCurveTable(&prog, curves[i], tables[i])) return "[%s] can't draw curve tables";
+  return nullptr;
 }
 
 }  // namespace pe

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "GLProgEffect.h"
 #include "GLTexture.h"
 
@@ -13,8 +15,12 @@ class GLProgCurveTable : public GLProgEffect {
 
 namespace pe {
 
-// Makes table (a texture not yet made) a 256 x 256 one read nearest and draws
-// curve into it with prog, a loaded GLProgCurveTable. False on any GL failure.
-bool DrawCurveTable(GLProgEffect* prog, GLTexture* curve, GLTexture* table);
+// Makes each of the n tables (textures not yet made) a 256 x 256 one read
+// nearest and draws its curve into it, with one GLProgCurveTable of the
+// variant made for the purpose and dropped after. Null when every table is
+// drawn, else the line to log: the program could not be made, or a table not
+// drawn.
+const char* DrawCurveTables(const char* variant, GLTexture* const* curves, GLTexture* const* tables,
+                            size_t n);
 
 }  // namespace pe

@@ -288,6 +288,12 @@ bool GEBlurShader::RunBlurPasses() {
 
 bool GEBlurShader::SharpSpan(float, float, float*, float*) const { return false; }
 
+bool GEBlurShader::ZeroWeightUpTo(const float edges[2], double* distance) {
+  if (!(edges[0] < edges[1])) return false;
+  *distance = edges[0] * (1 - 1e-4) - 1e-7;
+  return true;
+}
+
 void GEBlurShader::MixBlurCoord(float out[8]) const {
   std::memcpy(out, m_fBlurCoord, sizeof(m_fBlurCoord));
 }

@@ -108,6 +108,10 @@ class GEBlurShader : public GEShader {
   virtual bool SharpSpan(float y0, float y1, float* x0, float* x1) const;
   // The coordinates at which the mix reads the blur, at its quad's corners.
   virtual void MixBlurCoord(float out[8]) const;
+  // The distance up to which a mix weighing by smoothstep(edges[0],
+  // edges[1], distance) takes exactly none of the blur, a hair less for the
+  // GPU's rounding; false when the edges are out of order.
+  static bool ZeroWeightUpTo(const float edges[2], double* distance);
   // The full-size pass from texCoords (source) and m_fBlurCoord (blur), with
   // the block's place in the picture when the program is a capture one.
   bool DrawMix(const float* texCoords, const std::function<void()>& setUniforms);

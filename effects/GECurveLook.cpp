@@ -63,18 +63,16 @@ bool GECurveLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, uns
 }
 
 bool GECurveLook::DrawTables() {
-  if (!LoadProgram<GLProgEffect>(m_pTableProgram, new GLProgCurveTable(nullptr),
-                                 "[%s] can't load curve table program", false))
-    return false;
-  bool drawn = true;
-  for (size_t i = 0; i < m_nCurves && drawn; ++i) {
+  GLTexture* curves[kMaxCurves];
+  GLTexture* tables[kMaxCurves];
+  for (size_t i = 0; i < m_nCurves; ++i) {
     m_pTables[i].reset(new GLTexture());
-    drawn = pe::DrawCurveTable(m_pTableProgram.get(), m_pCurves[i].get(), m_pTables[i].get());
+    curves[i] = m_pCurves[i].get();
+    tables[i] = m_pTables[i].get();
   }
-  // Drawn once: the program has no further use.
-  m_pTableProgram.reset(nullptr);
-  if (!drawn) LogError("[%s] can't draw curve tables", "Init");
-  return drawn;
+  const char* failed = pe::DrawCurveTables(nullptr, curves, tables, m_nCurves);
+  if (failed) LogError(failed, "Init");
+  return !failed;
 }
 
 void GECurveLook::Bind(const Look& look) {

@@ -88,7 +88,6 @@ class GECurveLook : public GEShader {
                                               GEOwned<GLTexture>(this), GEOwned<GLTexture>(this)};
   GEOwned<GLTexture> m_pMask{this};
   GEOwned<GLTexture> m_pNeutral{this};
-  GEOwned<GLProgEffect> m_pTableProgram{this};
   GEOwned<GLTexture> m_pTables[kMaxCurves] = {GEOwned<GLTexture>(this), GEOwned<GLTexture>(this),
                                               GEOwned<GLTexture>(this), GEOwned<GLTexture>(this)};
 };

@@ -107,11 +107,9 @@ void GEShaderDoF::OnCapture(int width, int height) {
 }
 
 bool GEShaderDoF::SharpSpan(float y0, float y1, float* x0, float* x1) const {
-  // The mix's weight is zero where its squared distance is at most the first
-  // edge (the edges in order), a hair less for the GPU's rounding.
-  const double e0 = m_fDistSquare[0], e1 = m_fDistSquare[1];
-  if (!(e0 < e1)) return false;
-  const double inner = e0 * (1 - 1e-4) - 1e-7;
+  // The mix weighs by the squared distance, with y in units of the width.
+  double inner;
+  if (!ZeroWeightUpTo(m_fDistSquare, &inner)) return false;
   const double dy = std::max(std::fabs(y0 - m_fCenter[1]), std::fabs(y1 - m_fCenter[1]));
   const double rest = inner - dy * dy * m_fWHRatioSquare;
   if (!(rest > 0)) return false;

@@ -77,12 +77,10 @@ bool GEShaderTS::SetParam(unsigned set, int p0, int p1, int p2, int p3) {
 }
 
 bool GEShaderTS::SharpSpan(float y0, float y1, float* x0, float* x1) const {
-  // The mix's weight is zero where the distance to the band's line is at
-  // most the first edge (the edges in order), a hair less for rounding. A
-  // still's band is level through the finger.
-  const double e0 = m_fDistSquare[0], e1 = m_fDistSquare[1];
-  if (!(e0 < e1)) return false;
-  const double inner = e0 * (1 - 1e-4) - 1e-7;
+  // The mix weighs by the distance to the band's line; a still's band is
+  // level through the finger.
+  double inner;
+  if (!ZeroWeightUpTo(m_fDistSquare, &inner)) return false;
   const double m = m_pMixProg->IsLarge() ? 0.0 : m_fSlope;
   const double b = -(m * m_fFinger[0] + m_fFinger[1]);
   // |m x + y + b| <= inner * sqrt(m^2 + 1) for every y of [y0, y1]: m x

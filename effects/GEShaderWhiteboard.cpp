@@ -43,15 +43,11 @@ bool GEShaderWhiteboard::Init(GLTexture* src, unsigned dst, unsigned x, unsigned
   if (!LoadProgram(m_pProgram, new GLProgWhiteboard(), "[%s] can't load program whiteboard"))
     return false;
   m_pProgram->SetTextures(0, src);
-  if (!LoadProgram<GLProgEffect>(m_pTableProgram, new GLProgCurveTable("GAMMA_LUT"),
-                                 "[%s] can't load curve table program", false))
-    return false;
   m_pTable.reset(new GLTexture());
-  const bool drawn = pe::DrawCurveTable(m_pTableProgram.get(), m_pCurve.get(), m_pTable.get());
-  // Drawn once: the program has no further use.
-  m_pTableProgram.reset(nullptr);
-  if (!drawn) {
-    LogError("[%s] can't draw curve tables", "Init");
+  GLTexture* curve = m_pCurve.get();
+  GLTexture* table = m_pTable.get();
+  if (const char* failed = pe::DrawCurveTables("GAMMA_LUT", &curve, &table, 1)) {
+    LogError(failed, "Init");
     return false;
   }
   m_pProgram->SetTextures(GLProgWhiteboard::SAMPLER_CURVE, m_pTable.get());

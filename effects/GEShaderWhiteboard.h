@@ -29,7 +29,6 @@ class GEShaderWhiteboard : public GEShader {
  private:
   GEOwned<GLProgWhiteboard> m_pProgram{this};
   GEOwned<GLTexture> m_pCurve{this};
-  GEOwned<GLProgEffect> m_pTableProgram{this};
   GEOwned<GLTexture> m_pTable{this};
   float m_fController = 0.6f;
 };

@@ -266,6 +266,15 @@ OverlapBlockWalk::OverlapBlockWalk(unsigned imgW, unsigned imgH, unsigned procW,
   m_maxRuns = static_cast<unsigned>(cols) * static_cast<unsigned>(rows);
 }
 
+namespace {
+
+// A reach in blur pixels as whole rows, held to what an int takes.
+int ReachRows(float reachY) {
+  return static_cast<int>(std::ceil(std::min(std::max(0.f, reachY), 1e6f)));
+}
+
+}  // namespace
+
 BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned blurH, float reachY) {
   // One axis's span [from, to) in blur pixels of the coordinates the mix
   // reads, widened by margin and held to the blur; the whole blur where the
@@ -284,7 +293,7 @@ BlurWindows BlurWindowsFor(const float blurCoord[8], unsigned blurW, unsigned bl
     out[0] = static_cast<int>(std::max(0.0, from));
     out[1] = static_cast<int>(std::min(static_cast<double>(blur), to)) - out[0];
   };
-  const int reach = 1 + static_cast<int>(std::ceil(std::min(std::max(0.f, reachY), 1e6f)));
+  const int reach = 1 + ReachRows(reachY);
   int x[2], y[2], ya[2];
   span(0, blurW, 1, x);
   span(1, blurH, 1, y);
@@ -298,8 +307,7 @@ namespace {
 // out near the sharp area's top and bottom.
 constexpr int kBandRows = 16;
 
-// The columns [x0, x1) left out of each band, from `skip` (per band of the
-// down pass) as the pass with these bands may leave them out.
+// The columns [x0, x1) a band of a pass leaves out; none when empty.
 struct Cut {
   int x0 = 0, x1 = 0;
   bool Empty() const { return x0 >= x1; }
@@ -367,7 +375,7 @@ BlurRects BlurRectsFor(const float posCoord[8], const float blurCoord[8], unsign
   // beyond an edge are clamped to it, within reach too): a band may leave
   // out only what all down bands within reach leave out, less a column on
   // each side for the down pass's filter across.
-  const int reach = 2 + static_cast<int>(std::ceil(std::min(std::max(0.f, reachY), 1e6f)));
+  const int reach = 2 + ReachRows(reachY);
   std::vector<Cut> across(static_cast<size_t>(bands));
   for (int b = 0; b < bands; ++b) {
     const int first = std::max(0, (b * kBandRows - reach) / kBandRows);

@@ -70,9 +70,9 @@ TEST(CurveTable, EntriesAndLookupsFollowTheCurve) {
   ASSERT_TRUE(curve.Init(GL_RGB, GL_UNSIGNED_BYTE, 256, 1, 0) &&
               curve.UpdateNormalTexture(rgb.data(), 256, 1) &&
               curve.SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR));
-  GLProgCurveTable prog(nullptr);
-  ASSERT_TRUE(prog.Load());
-  ASSERT_TRUE(pe::DrawCurveTable(&prog, &curve, &table));
+  GLTexture* curves[] = {&curve};
+  GLTexture* tables[] = {&table};
+  ASSERT_EQ(pe::DrawCurveTables(nullptr, curves, tables, 1), nullptr);
 
   const std::vector<unsigned char> entries = Read(&table, 256, 256);
   for (int k = 0; k < 65536; k += 7)
