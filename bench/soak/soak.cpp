@@ -10,6 +10,7 @@
 // pace of a leak, or when a call did not return 0.
 
 #include <dirent.h>
+#include <malloc.h>
 #include <posteffect/PostEffect.h>
 #include <unistd.h>
 #include <utils/String8.h>
@@ -68,7 +69,22 @@ struct Figures {
   pe::bench::GlObjects gl;
 };
 
+// Present when the build has a sanitizer's allocator.
+extern "C" void __sanitizer_purge_allocator() __attribute__((weak));
+
+// Freed memory goes back to the system before each measure, so resident memory
+// is what is live: the sanitizer's allocator otherwise hands it back on its
+// own timer, which swings the figures by tens of megabytes from one measure to
+// the next.
+void ReleaseFreeMemory() {
+  if (__sanitizer_purge_allocator)
+    __sanitizer_purge_allocator();
+  else
+    malloc_trim(0);
+}
+
 Figures Measure() {
+  ReleaseFreeMemory();
   Figures f{};
   long pages = 0, resident = 0;
   if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
