@@ -25,14 +25,17 @@ endfunction()
 # fragment source the way the library composes it before it is checked.
 find_program(PE_GLSLANG glslangValidator)
 function(pe_validate_shaders name vert frag)
-  cmake_parse_arguments(V "" "PRELUDE" "DEFINES" ${ARGN})
+  cmake_parse_arguments(V "" "" "PRELUDE;DEFINES" ${ARGN})
   if(NOT PE_GLSLANG OR NOT PE_BUILD_TESTS)
     return()
   endif()
   if(V_PRELUDE)
     # Definitions must come before -P: cmake hands what follows to the script
     # as arguments, and the define would silently not be checked.
-    set(defs -DGLSLANG=${PE_GLSLANG} -DVERT=${vert} -DFRAG=${frag} -DPRELUDE=${V_PRELUDE}
+    # Several preludes go in one after another, as the library joins them; a
+    # list would be split into arguments on its way to the script.
+    string(REPLACE ";" "|" preludes "${V_PRELUDE}")
+    set(defs -DGLSLANG=${PE_GLSLANG} -DVERT=${vert} -DFRAG=${frag} -DPRELUDE=${preludes}
         -DOUT=${CMAKE_CURRENT_BINARY_DIR}/glsl/${name}.frag)
     set(script -P ${PROJECT_SOURCE_DIR}/cmake/ValidatePrelude.cmake)
     add_test(NAME glsl_${name} COMMAND ${CMAKE_COMMAND} ${defs} ${script})

@@ -1,8 +1,14 @@
 # Checks a fragment shader that uses a family's shared GLSL: the prelude goes
 # after the precision line, as the library inserts it, and the result is
-# compiled and linked with its vertex shader. -DDEFINE=<d> adds -D<d>.
+# compiled and linked with its vertex shader. PRELUDE may name several files,
+# separated by |. -DDEFINE=<d> adds -D<d>.
 file(READ "${FRAG}" body)
-file(READ "${PRELUDE}" prelude)
+string(REPLACE "|" ";" preludes "${PRELUDE}")
+set(prelude "")
+foreach(p ${preludes})
+  file(READ "${p}" text)
+  string(APPEND prelude "${text}\n")
+endforeach()
 string(FIND "${body}" "\nprecision" at)
 if(at LESS 0)
   message(FATAL_ERROR "${FRAG}: no precision line")

@@ -24,7 +24,7 @@ GLProgCurveTable::GLProgCurveTable(const char* variant) : GLProgEffect(kTable, f
 
 namespace {
 
-bool DrawCurveTable(GLProgEffect* prog, GLTexture* curve, GLTexture* table) {
+bool DrawInto(GLProgEffect* prog, GLTexture* curve, GLTexture* table) {
   if (!table->Init(GL_RGBA, GL_UNSIGNED_BYTE, kSide, kSide, 0) ||
       !table->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST))
     return false;
@@ -43,8 +43,14 @@ const char* DrawCurveTables(const char* variant, GLTexture* const* curves, GLTex
   GLProgCurveTable prog(variant);
   if (!prog.Load()) return "[%s] can't load curve table program";
   for (size_t i = 0; i < n; ++i)
-    if (!DrawCurveTable(&prog, curves[i], tables[i])) return "[%s] can't draw curve tables";
+    if (!DrawInto(&prog, curves[i], tables[i])) return "[%s] can't draw curve tables";
   return nullptr;
+}
+
+const char* DrawCurveTable(const char* variant, GLTexture* curve, GEOwned<GLTexture>* table) {
+  table->reset(new GLTexture());
+  GLTexture* made = table->get();
+  return DrawCurveTables(variant, &curve, &made, 1);
 }
 
 }  // namespace pe

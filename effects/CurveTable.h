@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "GEShader.h"
 #include "GLProgEffect.h"
 #include "GLTexture.h"
 
@@ -22,5 +23,7 @@ namespace pe {
 // drawn.
 const char* DrawCurveTables(const char* variant, GLTexture* const* curves, GLTexture* const* tables,
                             size_t n);
+// The same for one curve, its table made anew in *table.
+const char* DrawCurveTable(const char* variant, GLTexture* curve, GEOwned<GLTexture>* table);
 
 }  // namespace pe

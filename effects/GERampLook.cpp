@@ -4,10 +4,12 @@
 #include <posteffect/Globals.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
 
+#include "CurveTable.h"
 #include "DrawPass.h"
 #include "EffectShaders.h"
 #include "GLFbo.h"
@@ -77,12 +79,15 @@ const L kComposerLocs[] = {
 
 template <size_t C>
 constexpr GLProgDesc Desc(const char* fs, const L (&common)[C], const L* preview = nullptr,
-                          size_t previewCount = 0) {
-  return GLProgDesc{kShader_ramp_vert, fs,           kShader_ramp_glsl, common, C,
-                    preview,           previewCount, kGlobalLoc,        1};
+                          size_t previewCount = 0, const char* prelude = kShader_ramp_glsl) {
+  return GLProgDesc{kShader_ramp_vert, fs,           prelude,    common, C,
+                    preview,           previewCount, kGlobalLoc, 1};
 }
 
-const GLProgDesc kStylize = Desc(kShader_stylize_frag, kStylizeLocs);
+// The stylize looks read their colour ramp through a curve table.
+const std::string kStylizePrelude = std::string(kShader_ramp_glsl) + kShader_curve_table_glsl;
+const GLProgDesc kStylize =
+    Desc(kShader_stylize_frag, kStylizeLocs, nullptr, 0, kStylizePrelude.c_str());
 const GLProgDesc kTwoTone = Desc(kShader_twotone_frag, kMaskLocs);
 const GLProgDesc kTonePair = Desc(kShader_splittone_frag, kTonePairLocs, kCropLoc, 1);
 const GLProgDesc kToneTilt = Desc(kShader_splittone_frag, kMaskLocs);
@@ -165,7 +170,7 @@ const RampLookDesc kMaple = {
     {0.f, 0.859f, 0.0976f, 1.f},
     {0.6f, 0.5f, 0.5f, 0.f},
     {1.f, 1.f, 1.f, 0.f},
-    kRampTint | kRampTraced,
+    kRampTint | kRampTraced | kRampRowTable,
 };
 const RampLookDesc kNash = {
     "GEShaderStylizeNash",
@@ -179,7 +184,7 @@ const RampLookDesc kNash = {
     {0.f, 1.f, 0.117f, 1.f},
     {0.6f, 0.6f, 0.9f, 0.f},
     {0.973f, 0.871f, 0.75f, 0.f},
-    kRampTint | kRampCropWalk | kRampCropCoords,
+    kRampTint | kRampCropWalk | kRampCropCoords | kRampRowTable,
 };
 const RampLookDesc kTwoToneV = {
     "GEShaderTwoToneMaskV",
@@ -287,7 +292,15 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
   if (!table) table = h && IsWide(w, h) ? kWideMask : "mask_vignette_legacy.bmp";
   if (!LoadAsset(m_pTable, table, m_desc.tableFormat, kSystemOnly, m_desc.tableFailLine))
     return false;
-  m_pProgram->SetTextures(1, m_pTable.get());
+  if (Has(kRampRowTable)) {
+    if (const char* failed = DrawRowTable()) {
+      LogError(failed, "Init");
+      return false;
+    }
+    m_pProgram->SetTextures(1, m_pRowTable.get());
+  } else {
+    m_pProgram->SetTextures(1, m_pTable.get());
+  }
   if (!LoadAsset(m_pContrast, kContrastFile, GL_RGB, kSystemOnly,
                  "[%s] \t\tcan't load contrast tex"))
     return false;
@@ -344,6 +357,12 @@ bool GERampLook::ComposeRamp() {
   // Drawn once: the program has no further use.
   m_pComposer.reset(nullptr);
   return drawn;
+}
+
+const char* GERampLook::DrawRowTable() {
+  char row[32];
+  std::snprintf(row, sizeof(row), "ROW %.9g", static_cast<double>(m_desc.controller[2]));
+  return pe::DrawCurveTable(row, m_pTable.get(), &m_pRowTable);
 }
 
 bool GERampLook::SetParam(unsigned set, int p0, int, int, int) {

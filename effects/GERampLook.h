@@ -98,6 +98,9 @@ enum RampLookFlags : unsigned {
   kRampTonePair = 1u << 3,
   // Keeps the picture's aspect ratio and traces each capture block.
   kRampTraced = 1u << 4,
+  // Sampler 1 is a colour ramp read at one row (controller z): the program
+  // reads that row as a curve table drawn when the look is made.
+  kRampRowTable = 1u << 5,
 };
 
 class GERampLook : public GEShader {
@@ -122,6 +125,9 @@ class GERampLook : public GEShader {
   // Draws the contrast ramp's curve per luma level into m_pComposed, which
   // the look's program then reads in its place.
   bool ComposeRamp();
+  // The colour ramp's row drawn as a curve table into m_pRowTable; null when
+  // drawn, else the line to log.
+  const char* DrawRowTable();
   // The range and controller uniforms, the look's constants.
   void SetCurve(GLProgram* prog) const;
 
@@ -129,6 +135,7 @@ class GERampLook : public GEShader {
   GEOwned<GLProgRampLook> m_pProgram{this};
   GEOwned<GLProgEffect> m_pComposer{this};
   GEOwned<GLTexture> m_pTable{this};
+  GEOwned<GLTexture> m_pRowTable{this};
   GEOwned<GLTexture> m_pContrast{this};
   GEOwned<GLTexture> m_pComposed{this};
   float m_fRatio = 0.f;

@@ -43,10 +43,7 @@ bool GEShaderWhiteboard::Init(GLTexture* src, unsigned dst, unsigned x, unsigned
   if (!LoadProgram(m_pProgram, new GLProgWhiteboard(), "[%s] can't load program whiteboard"))
     return false;
   m_pProgram->SetTextures(0, src);
-  m_pTable.reset(new GLTexture());
-  GLTexture* curve = m_pCurve.get();
-  GLTexture* table = m_pTable.get();
-  if (const char* failed = pe::DrawCurveTables("GAMMA_LUT", &curve, &table, 1)) {
+  if (const char* failed = pe::DrawCurveTable("GAMMA_LUT", m_pCurve.get(), &m_pTable)) {
     LogError(failed, "Init");
     return false;
   }
