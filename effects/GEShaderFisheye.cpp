@@ -45,9 +45,18 @@ float SwellScale(float level) {
   return f < 0.f ? 1.f + std::sqrt(-f) * 0.72f : 1.f - std::sqrt(f) * 0.72f;
 }
 
+const char* const kBranchDefine[] = {"BULGE", "EXPANDING", nullptr};
+
 }  // namespace
 
-GLProgFisheye::GLProgFisheye(bool large) : GLProgEffect(kFisheye, large) {}
+GLProgFisheye::Branch GLProgFisheye::BranchFor(float level) {
+  // The shader weighs the branches by ceil(level - 1).
+  const float c = std::ceil(level - 1.f);
+  return c == 0.f ? kBulge : c == 1.f ? kExpanding : kBothBranches;
+}
+
+GLProgFisheye::GLProgFisheye(bool large, Branch branch)
+    : GLProgEffect(kFisheye, large, kBranchDefine[branch]), m_eBranch(branch) {}
 
 void GLProgFisheye::Set(int uniform, float a, float b) {
   if (uniform < 0 || uniform > UNIFORM_DISTORT) return;
@@ -71,14 +80,16 @@ bool GEShaderFisheye::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y,
   m_nLastX = 480;
   m_nLastY = 272;
   m_fCenter[0] = m_fCenter[1] = 0.5f;
+  m_fLevel = 0.6f;
   if (!captureMode) {
     // The wording is the one this effect has always logged.
     LOGI("[%s] Creating vignette shader", "Init");
-    if (!LoadProgram(m_pProgram, new GLProgFisheye(), "[%s] can't load program")) return false;
+    if (!LoadProgram(m_pProgram, new GLProgFisheye(false, GLProgFisheye::BranchFor(m_fLevel)),
+                     "[%s] can't load program"))
+      return false;
     if (src) src->SetSampling(GL_CLAMP_TO_EDGE);
     m_pProgram->SetTextures(0, src);
   }
-  m_fLevel = 0.6f;
   return FinishInit();
 }
 
@@ -109,11 +120,25 @@ bool GEShaderFisheye::ProcFrame(unsigned a, unsigned b, int w, int h) {
   if (RefuseUninited("ProcFrame")) return false;
   // An instance made for a still lets preview frames pass.
   if (m_captureMode) return true;
+  if (!ProgramForLevel()) return false;
   m_pProgram->Set(GLProgFisheye::UNIFORM_SHIFT, m_fCenter[0], m_fCenter[1]);
   m_pProgram->Set(GLProgFisheye::UNIFORM_CENTER, m_fCenter[0], m_fCenter[1]);
   m_pProgram->Set(GLProgFisheye::UNIFORM_DISTORT, m_fLevel, SwellScale(m_fLevel));
   m_pProgram->Set(GLProgFisheye::UNIFORM_SCALE, 1.f, 1.f);
   return ProcBlock(a, b, w, h);
+}
+
+bool GEShaderFisheye::ProgramForLevel() {
+  const GLProgFisheye::Branch branch = GLProgFisheye::BranchFor(m_fLevel);
+  if (m_pProgram && m_pProgram->GetBranch() == branch) return true;
+  if (!LoadProgram(m_pProgram, new GLProgFisheye(false, branch), "[%s] can't load program", true,
+                   "ProcFrame")) {
+    // Not kept: the next frame makes it again.
+    m_pProgram.reset(nullptr);
+    return false;
+  }
+  m_pProgram->SetTextures(0, m_pSrcTexture);
+  return true;
 }
 
 bool GEShaderFisheye::ProcBlock(unsigned, unsigned, int, int) {
@@ -198,7 +223,9 @@ bool GEShaderFisheye::Capture(const unsigned char* y, const unsigned char* uv, u
     LOGE("[%s] can't make the plane textures for %dx%d", "ProcFrame", W, H);
     return false;
   }
-  if (!LoadProgram<GLProgFisheye>(m_pProgram, new GLProgFisheyeLarge(), "[%s] can't load program"))
+  if (!LoadProgram<GLProgFisheye>(m_pProgram,
+                                  new GLProgFisheyeLarge(GLProgFisheye::BranchFor(m_fLevel)),
+                                  "[%s] can't load program"))
     return false;
   m_pProgram->SetTextures(0, m_pCaptureY.get());
   m_pProgram->SetTextures(GLProgFisheye::SAMPLER_INPUT_TEX_UV, m_pCaptureUV.get());

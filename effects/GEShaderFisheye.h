@@ -10,19 +10,25 @@ class GLProgFisheye : public GLProgEffect {
  public:
   enum { UNIFORM_SCALE = 0, UNIFORM_SHIFT, UNIFORM_CENTER, UNIFORM_DISTORT, UNIFORM_CROP };
   enum { SAMPLER_INPUT_TEX_UV = 1 };
-  explicit GLProgFisheye(bool large = false);
+  // Which of the shader's two branches a level takes: the bulge alone (levels
+  // up to 1), the expanding one alone (above 1 up to 2), or both (beyond).
+  enum Branch { kBulge, kExpanding, kBothBranches };
+  static Branch BranchFor(float level);
+  explicit GLProgFisheye(bool large = false, Branch branch = kBulge);
+  Branch GetBranch() const { return m_eBranch; }
   // Values kept in the program and uploaded by Use(); uniform is one of
   // scale, shift, centre and distortion.
   void Set(int uniform, float a, float b);
   unsigned Use() override;
 
  private:
+  Branch m_eBranch;
   float m_fValues[UNIFORM_DISTORT + 1][2] = {{1.f, 1.f}, {0.5f, 0.5f}, {0.5f, 0.5f}, {0.6f, 0.f}};
 };
 
 class GLProgFisheyeLarge : public GLProgFisheye {
  public:
-  GLProgFisheyeLarge() : GLProgFisheye(true) {}
+  explicit GLProgFisheyeLarge(Branch branch = kBulge) : GLProgFisheye(true, branch) {}
 };
 
 class GEShaderFisheye : public GEShader {
@@ -52,6 +58,10 @@ class GEShaderFisheye : public GEShader {
  private:
   bool Capture(const unsigned char* y, const unsigned char* uv, unsigned char* out, int W, int H);
   bool UploadPlanes(const unsigned char* y, const unsigned char* uv, int W, int H);
+  // The preview program for the current level's branch, made anew when the
+  // level has crossed into another; false when it cannot be made (tried
+  // again next frame).
+  bool ProgramForLevel();
 
   GEOwned<GLProgFisheye> m_pProgram{this};
   GEOwned<GLTexture> m_pCaptureY{this};

@@ -142,11 +142,12 @@ class GEShader {
   // colour is the effect's result (not an intermediate pass) is loaded able
   // to draw the output planes directly where the context allows.
   template <class T>
-  bool LoadProgram(GEOwned<T>& owner, T* prog, const char* failLine, bool drawsResult = true) {
+  bool LoadProgram(GEOwned<T>& owner, T* prog, const char* failLine, bool drawsResult = true,
+                   const char* func = "Init") {
     owner.reset(prog);
     prog->RequestPlanes(drawsResult && m_pPlanes);
     if (owner->Load()) return true;
-    LogError(failLine, "Init");
+    LogError(failLine, func);
     return false;
   }
   // Where an asset is looked for: the override directory first, falling back

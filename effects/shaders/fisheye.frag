@@ -30,13 +30,25 @@ void main() {
   float ny2 = (a * a * b * b) / (sx * b * b / sy + a * a);
   float nx2 = sx * ny2 / sy;
   float nr = sqrt(nx2 + ny2);
-  float minr = nr * exp(log(rr / nr) * u_distort.x);
   float f = u_distort.x - 1.0;
+  // Levels above 1 take the expanding branch, levels up to 1 the bulge: the
+  // other branch's share is zero. A program made for one level range leaves
+  // the other branch out. The expanding branch's finite maxr adds nothing to
+  // the bulge; the bulge's minr is NaN where nr is (the centre's row and
+  // column), and that NaN is kept.
+#ifndef EXPANDING
+  float minr = nr * exp(log(rr / nr) * u_distort.x);
+#else
+  float minr = nr;
+#endif
+#ifndef BULGE
   float pf = 2.0 / (1.0 + pow(max(0.0, rr - 0.7), 1.6) * 15.0);
   float r = rr * rr * pf * f;
   float maxr = rr * (1.0 + r * 1.5 + r * rr * rr) * u_distort.y;
-  // Levels above 1 take the expanding branch, levels up to 1 the bulge.
   r = (ceil(f) * maxr + (1.0 - ceil(f)) * minr) / rr;
+#else
+  float r = (1.0 - ceil(f)) * minr / rr;
+#endif
   vec2 pick = t * r + u_center;
   pick = pick * u_crop.zw + u_crop.xy;
 #ifdef CAPTURE

@@ -102,8 +102,7 @@ Plan Curves(int w, int h) {
 // --- Geometry and pattern looks. Stills: 4000x3000 for their own paths,
 // smaller for mirror and bloom, whose plain walk the vignette takes whole.
 Plan Geometry(int w, int h) {
-  const std::string fish10 = Effect("3", 10, ";GE-param1=700,620,0,0");
-  const std::string fish80 = Effect("3", 80, ";GE-param1=700,620,0,0");
+  auto fish = [](int strength) { return Effect("3", strength, ";GE-param1=700,620,0,0"); };
   auto fisheye = [=](int strength, bool still) {
     auto clamp = [](float v) { return std::fmin(std::fmax(v, 0.1f), 0.9f); };
     const ref::Fisheye e{clamp(At(700, w, 1920)), clamp(At(620, h, 1080)),
@@ -131,18 +130,23 @@ Plan Geometry(int w, int h) {
       return ref::Rgb{p.r * k, p.g * k, p.b * k};
     });
   };
-  // Fisheye: the bulge, then the expanding branch. Dots: small ones through
+  // Fisheye: the bulge, the expanding branch, the levels either side of 1
+  // and the first beyond 2 (which blends both), each switched to while the
+  // preview runs. Dots: small ones through
   // mask 1, large ones through mask 2. The mirror's landscape flag comes with
   // the effect's choice, here while the preview runs.
   return {Effect("3"),
-          {{{fish10}, fisheye(10, false), 3, 0.02},
-           {{fish80}, fisheye(80, false), 3, 0.02},
+          {{{fish(10)}, fisheye(10, false), 3, 0.02},
+           {{fish(80)}, fisheye(80, false), 3, 0.02},
+           {{fish(33)}, fisheye(33, false), 3, 0.02},    // level 0.996
+           {{fish(34)}, fisheye(34, false), 3, 0.02},    // 1.008
+           {{fish(117)}, fisheye(117, false), 3, 0.02},  // 2.004
            {{Effect("5", 30)}, dots(30, 1)},
            {{Effect("5", 70)}, dots(70, 2)},
            {{Effect("8", 0)}, mirror(false, false), 2},
            {{Effect("9"), Effect("8", 1)}, mirror(true, false), 2},
            {{Effect("9")}, bloom, 2}},
-          {{{fish80}, fisheye(80, true), 3, 0.02, 4000},
+          {{{fish(80)}, fisheye(80, true), 3, 0.02, 4000},
            {{Effect("5", 70)}, dots(70, 2), 3, 0, 4000},
            // Blocks of dots that end inside a group of four columns.
            {{Effect("5", 30)}, dots(30, 1), 3, 0, 2000},

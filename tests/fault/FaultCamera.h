@@ -45,10 +45,13 @@ class Camera {
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
-  int Select(int number) {
+  // p0 >= 0 also sets parameter quadruple 0 to (p0, 0, 0, 0); some looks
+  // refuse some values.
+  int Select(int number, int p0 = -1) {
     static const char kCodes[] = "0123456789BCDEFGHIJ";
-    return fx->setParameters(
-        android::String8((std::string("GPU-effect=") + kCodes[number]).c_str()));
+    std::string s = std::string("GPU-effect=") + kCodes[number];
+    if (p0 >= 0) s += ";GE-param0=" + std::to_string(p0) + ",0,0,0";
+    return fx->setParameters(android::String8(s.c_str()));
   }
   Outcome Preview() {
     shm.Put(frame);

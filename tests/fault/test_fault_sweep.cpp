@@ -61,6 +61,20 @@ const Operation kOperations[] = {
        return c.Preview();
      },
      Preview, false},
+    // A new strength while the preview runs: the blur looks' passes of fewer
+    // taps and the fisheye's other branch take programs made on the frame.
+    {"strength change", 2,
+     [](Camera& c) {
+       c.Select(Other(c.effect));
+       c.Preview();
+       c.Select(c.effect, 100);
+       c.Preview();
+     },
+     [](Camera& c) {
+       c.Select(c.effect, 10);
+       return c.Preview();
+     },
+     Preview, false},
 };
 
 class FaultInjection : public ::testing::TestWithParam<int> {

@@ -39,14 +39,15 @@ void Fisheye::Map(double u, double v, double* su, double* sv) const {
   const double nr =
       1.0 / std::sqrt(std::pow(std::cos(ang) / a, 2) + std::pow(std::sin(ang) / b, 2));
   const double f = level - 1;
-  double scale;
-  if (f > 0) {
-    const double pf = 2 / (1 + std::pow(std::max(0.0, rr - 0.7), 1.6) * 15);
-    const double r = rr * rr * pf * f;
-    scale = (1 + r * 1.5 + r * rr * rr) * (1 - std::sqrt(f) * 0.72);
-  } else {
-    scale = std::pow(rr / nr, level - 1);
-  }
+  const double pf = 2 / (1 + std::pow(std::max(0.0, rr - 0.7), 1.6) * 15);
+  const double r = rr * rr * pf * f;
+  const double swell = f < 0 ? 1 + std::sqrt(-f) * 0.72 : 1 - std::sqrt(f) * 0.72;
+  const double expanding = (1 + r * 1.5 + r * rr * rr) * swell;
+  const double bulge = std::pow(rr / nr, f);
+  // Weighed by ceil(f): the bulge alone up to level 1, the expanding branch
+  // alone up to 2, a blend of both outside.
+  const double c = std::ceil(f);
+  const double scale = (c == 0 ? 0 : c * expanding) + (1 - c) * bulge;
   *su = cx + tx * scale;
   *sv = cy + ty * scale;
 }
