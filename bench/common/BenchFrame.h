@@ -5,6 +5,8 @@
 
 #include <binder/MemoryHeapBase.h>
 
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -21,6 +23,29 @@ struct SharedFrame {
     if (fd < 0) std::abort();
     base = static_cast<unsigned char*>(heap->getBase());
     for (size_t i = 0; i < bytes; ++i) base[i] = static_cast<unsigned char>(i * 7 + (i >> 10));
+  }
+  // A w x h NV21 picture that looks alike at every size, as camera pictures
+  // do: waves a few tens of pixels long with a little grain, in pixel units.
+  // Table looks cost what their lookups' locality costs, so a pattern whose
+  // rows lined up at one width and not at another would weigh the sizes
+  // unevenly.
+  SharedFrame(int w, int h) : SharedFrame(static_cast<size_t>(w) * h * 3 / 2) {
+    auto level = [](double v, uint32_t grain) {
+      v += static_cast<double>(grain % 13) - 6.0;
+      return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v);
+    };
+    auto grain = [](uint32_t x, uint32_t y) { return (x * 2654435761u) ^ (y * 40503u); };
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        base[static_cast<size_t>(y) * w + x] =
+            level(128 + 70 * std::sin(x * 0.05 + y * 0.02) + 40 * std::cos(y * 0.043), grain(x, y));
+    unsigned char* vu = base + static_cast<size_t>(w) * h;
+    for (int y = 0; y < h / 2; ++y)
+      for (int x = 0; x < w / 2; ++x) {
+        unsigned char* p = vu + static_cast<size_t>(y) * w + 2 * x;
+        p[0] = level(128 + 50 * std::sin(x * 0.062 - y * 0.034), grain(y, x));
+        p[1] = level(128 + 50 * std::cos(x * 0.026 + y * 0.058), grain(x + 7, y));
+      }
   }
 };
 

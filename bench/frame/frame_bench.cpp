@@ -40,7 +40,7 @@ double PreviewMs(int effect, int w, int h, int frames) {
   fx->start();
   fx->setParameters(android::String8(EffectParam(effect).c_str()));
   fx->startPreview(w, h);
-  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  SharedFrame frame(w, h);
   std::vector<double> times;
   for (int i = 0; i < frames + 3; ++i) {
     auto t0 = Clock::now();
@@ -63,7 +63,7 @@ double CaptureSeconds(int effect, int pw, int ph, int cw, int ch, int runs) {
   fx->start();
   fx->setParameters(android::String8(EffectParam(effect).c_str()));
   fx->startPreview(pw, ph);
-  SharedFrame still(static_cast<size_t>(cw) * ch * 3 / 2);
+  SharedFrame still(cw, ch);
   std::vector<double> times;
   for (int i = 0; i < runs; ++i) {
     auto t0 = Clock::now();

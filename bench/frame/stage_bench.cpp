@@ -406,13 +406,13 @@ Row Run(int effect, int pw, int ph, int warm, int reps,
 }
 
 Row Preview(int effect, int w, int h, int frames) {
-  SharedFrame frame(static_cast<size_t>(w) * h * 3 / 2);
+  SharedFrame frame(w, h);
   return Run(effect, w, h, 3, frames,
              [&](orvex::GPUPostEffect& fx) { return fx.handlePreview(frame.fd, frame.base, 0); });
 }
 
 Row Capture(int effect, int pw, int ph, int cw, int ch, int runs) {
-  SharedFrame still(static_cast<size_t>(cw) * ch * 3 / 2);
+  SharedFrame still(cw, ch);
   return Run(effect, pw, ph, 0, runs, [&](orvex::GPUPostEffect& fx) {
     return fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
   });
