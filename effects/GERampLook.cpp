@@ -297,10 +297,10 @@ bool GERampLook::Init(GLTexture* src, unsigned dst, unsigned x, unsigned y, unsi
       LogError(failed, "Init");
       return false;
     }
-    m_pProgram->SetTextures(1, m_pRowTable.get());
-  } else {
-    m_pProgram->SetTextures(1, m_pTable.get());
+    // Its row is all the look reads of the ramp.
+    m_pTable.reset(nullptr);
   }
+  m_pProgram->SetTextures(1, m_pTable ? m_pTable.get() : m_pRowTable.get());
   if (!LoadAsset(m_pContrast, kContrastFile, GL_RGB, kSystemOnly,
                  "[%s] \t\tcan't load contrast tex"))
     return false;
