@@ -8,7 +8,8 @@
 # the look's passes, Y and chroma passes, read-back, copy over the caller's
 # frame) beside the floor of the same run (the frame's NV21 bytes uploaded,
 # one trivial pass, read back), at 1280x720 and 1920x1080, and 4000x3000
-# stills per megapixel beside the 1920x1080 preview's. PE_BENCH_CLOCK=cpu
+# stills per megapixel beside the 1920x1080 preview's, each still timed right
+# after a batch of those previews. PE_BENCH_CLOCK=cpu
 # times by CPU time, steadier on a shared machine.
 # Usage: bench/run_frame_bench.sh --stages [frames] [capture runs] [effect ...]
 set -euo pipefail

@@ -13,6 +13,7 @@
 #include "GEShader.h"
 #include "GLFbo.h"
 #include "GLTexture.h"
+#include "ProgramCache.h"
 
 PE_LOG_MODULE("GEManager");
 
@@ -103,6 +104,7 @@ bool GEManager::SetUpEGL() {
     return false;
   }
   LOGD("[%s] eglCreateContext successfully", "GEManager");
+  pe::ProgramCache::Open(m_eglDisplay, m_eglContext);
 
   const EGLint pbAttribs[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
   m_eglSurface = eglCreatePbufferSurface(m_eglDisplay, m_eglConfig, pbAttribs);
@@ -144,6 +146,8 @@ void GEManager::TearDownEGL(const char* func) {
   }
   m_bEGLReady = false;
   if (m_eglDisplay == EGL_NO_DISPLAY) return;
+  // Programs kept for reuse go with the context.
+  if (m_eglContext != EGL_NO_CONTEXT) pe::ProgramCache::Close(m_eglDisplay, m_eglContext);
   LOGI("[%s] eglMakeCurrent", func);
   eglMakeCurrent(m_eglDisplay, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
   if (m_eglSurface != EGL_NO_SURFACE) {

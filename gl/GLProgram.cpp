@@ -10,6 +10,7 @@
 #include "ByteIo.h"
 #include "GECommon.h"
 #include "GLTexture.h"
+#include "ProgramCache.h"
 
 PE_LOG_MODULE("GLProgram");
 
@@ -75,10 +76,15 @@ void GLProgram::DeleteProgram(const char* func) {
     return;
   }
   if (glIsProgram(m_uProgram)) {
-    glDeleteProgram(m_uProgram);
-    LOGI("[%s] program %d deleted\n", func, m_uProgram);
+    if (!m_sources.empty() && pe::ProgramCache::Keep(m_sources, m_uProgram)) {
+      LOGI("[%s] program %d kept\n", func, m_uProgram);
+    } else {
+      glDeleteProgram(m_uProgram);
+      LOGI("[%s] program %d deleted\n", func, m_uProgram);
+    }
   }
   m_uProgram = kNoName;
+  m_sources.clear();
 }
 
 GLuint GLProgram::CompileShader(unsigned type, const char* source) {
@@ -109,6 +115,20 @@ GLuint GLProgram::CompileShader(unsigned type, const char* source) {
 
 unsigned GLProgram::Load(const char* vertexSource, const char* fragmentSource) {
   TRACE("Load");
+  // The same sources link to the same program: a kept one is taken as it is.
+  std::string sources;
+  if (vertexSource && fragmentSource) {
+    sources = std::string(vertexSource) + '\0' + fragmentSource;
+    if (const GLuint kept = pe::ProgramCache::Take(sources)) {
+      DeleteProgram("Load");
+      m_display = eglGetCurrentDisplay();
+      m_context = eglGetCurrentContext();
+      m_uProgram = kept;
+      m_sources = std::move(sources);
+      LOGI("[%s] program %d reused\n", "Load", m_uProgram);
+      return 1;
+    }
+  }
   const GLuint vs = CompileShader(GL_VERTEX_SHADER, vertexSource);
   if (!vs) {
     LOGE("[%s] can't compile vertex shader\n", "Load");
@@ -147,6 +167,7 @@ unsigned GLProgram::Load(const char* vertexSource, const char* fragmentSource) {
     LOGE("[%s] can't link program\n", "Load");
     return 0;
   }
+  m_sources = std::move(sources);
   LOGI("[%s] program %d created\n", "Load", m_uProgram);
   return 1;
 }

@@ -4,6 +4,7 @@
 #include <GLES2/gl2.h>
 
 #include <cstddef>
+#include <string>
 
 class GLTexture;
 
@@ -99,5 +100,7 @@ class GLProgram {
 
   EGLDisplay m_display = EGL_NO_DISPLAY;
   EGLContext m_context = EGL_NO_CONTEXT;
+  // What the program was linked from, for the cache; empty for a binary.
+  std::string m_sources;
   bool m_bPlanesRequested = false;
 };

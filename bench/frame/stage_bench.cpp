@@ -369,10 +369,29 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
   return r;
 }
 
+// Stage by stage medians of rows of one run each; refused if any was.
+Row MedianOfRows(const std::vector<Row>& rows) {
+  Row r;
+  std::vector<double> totals;
+  for (const Row& x : rows) {
+    if (x.refused) r.refused = true;
+    totals.push_back(x.total);
+  }
+  if (r.refused || rows.empty()) return r;
+  for (int s = 0; s < kStages; ++s) {
+    std::vector<double> v;
+    for (const Row& x : rows) v.push_back(x.stage[s]);
+    r.stage[s] = Median(v);
+  }
+  r.total = Median(totals);
+  r.lookPasses = rows.back().lookPasses;
+  return r;
+}
+
 // The effect behind a pw x ph preview, `call` timed `warm + reps` times and
 // the first `warm` left out (they build the effect); refused if any fails.
 Row Run(int effect, int pw, int ph, int warm, int reps,
-        const std::function<int(orvex::GPUPostEffect&)>& call) {
+        const std::function<int(orvex::GPUPostEffect&)>& call, double* firstMs = nullptr) {
   orvex::GPUPostEffect fx;
   fx.start();
   // The parameters the tool and the element give each look when asked for
@@ -396,6 +415,7 @@ Row Run(int effect, int pw, int ph, int warm, int reps,
     const double ms = Now() - t0;
     const Tally t = TakeTally();
     if (rc != 0) r.refused = true;
+    if (i == 0 && firstMs) *firstMs = ms;
     if (i < warm) continue;
     tallies.push_back(t);
     totals.push_back(ms);
@@ -411,11 +431,16 @@ Row Preview(int effect, int w, int h, int frames) {
              [&](orvex::GPUPostEffect& fx) { return fx.handlePreview(frame.fd, frame.base, 0); });
 }
 
-Row Capture(int effect, int pw, int ph, int cw, int ch, int runs) {
+// A still behind the preview after a first one, as a camera takes them: the
+// first builds the programs the next ones reuse (its time in *firstMs).
+Row Capture(int effect, int pw, int ph, int cw, int ch, double* firstMs) {
   SharedFrame still(cw, ch);
-  return Run(effect, pw, ph, 0, runs, [&](orvex::GPUPostEffect& fx) {
-    return fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
-  });
+  return Run(
+      effect, pw, ph, 1, 1,
+      [&](orvex::GPUPostEffect& fx) {
+        return fx.handleCapture(cw, ch, still.fd, still.base, 0, static_cast<long>(cw) * ch);
+      },
+      firstMs);
 }
 
 // The floor: the frame's NV21 bytes uploaded as one luminance texture, one
@@ -503,7 +528,6 @@ int main(int argc, char** argv) {
   const std::vector<int>& effects = args.effects;
 
   const int sizes[][2] = {{1280, 720}, {1920, 1080}};
-  std::map<int, double> preview1080;
   for (const auto& s : sizes) {
     Row floorRow;
     {
@@ -516,24 +540,44 @@ int main(int argc, char** argv) {
     PrintRow("floor", floorRow, floorRow.total);
     for (int e : effects) {
       if (e < 1 || e > 18) continue;
-      const Row r = Preview(e, s[0], s[1], frames);
-      PrintRow(pe::bench::EffectName(e), r, floorRow.total);
-      if (s[0] == 1920 && !r.refused) preview1080[e] = r.total;
+      PrintRow(pe::bench::EffectName(e), Preview(e, s[0], s[1], frames), floorRow.total);
     }
   }
 
+  // Each still (the second of its session) is timed right after a batch of
+  // 1920x1080 previews of the same effect, and the ratio is taken pair by pair: the neighbours'
+  // load moves both alike, where stills timed minutes after the previews moved the ratio by as much
+  // as 40%.
   const int cw = 4000, ch = 3000;
   const double mpx = cw * ch / 1e6, mpx1080 = 1920 * 1080 / 1e6;
-  std::printf("\n%dx%d capture behind a 1280x720 preview, ms (medians of %d runs)\n", cw, ch, runs);
+  std::printf(
+      "\n%dx%d capture behind a 1280x720 preview, ms (medians of %d runs, each after %d frames "
+      "of the 1920x1080 preview)\n",
+      cw, ch, runs, frames);
   Header("effect");
   for (int e : effects) {
     if (e < 1 || e > 18) continue;
-    const Row r = Capture(e, 1280, 720, cw, ch, runs);
+    std::vector<Row> stills;
+    std::vector<double> ratios, previewMs, firstMs;
+    for (int r = 0; r < runs; ++r) {
+      const Row preview = Preview(e, 1920, 1080, frames);
+      double first = 0;
+      const Row still = Capture(e, 1280, 720, cw, ch, &first);
+      stills.push_back(still);
+      if (preview.refused || still.refused) continue;
+      previewMs.push_back(preview.total);
+      firstMs.push_back(first);
+      ratios.push_back((still.total / mpx) / (preview.total / mpx1080));
+    }
+    const Row r = MedianOfRows(stills);
     PrintRow(pe::bench::EffectName(e), r, 0);
-    if (r.refused || !preview1080.count(e)) continue;
-    const double capPerMp = r.total / mpx, prevPerMp = preview1080[e] / mpx1080;
-    std::printf("%-12s ms/Mpx capture %.2f, 1920x1080 preview %.2f, ratio %.2f\n", "", capPerMp,
-                prevPerMp, capPerMp / prevPerMp);
+    if (r.refused || ratios.empty()) continue;
+    std::printf(
+        "%-12s ms/Mpx capture %.2f, 1920x1080 preview %.2f, ratio %.2f (pairs %.2f-%.2f); first "
+        "still %.2f ms/Mpx\n",
+        "", r.total / mpx, Median(previewMs) / mpx1080, Median(ratios),
+        *std::min_element(ratios.begin(), ratios.end()),
+        *std::max_element(ratios.begin(), ratios.end()), Median(firstMs) / mpx);
   }
   return 0;
 }

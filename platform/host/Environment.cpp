@@ -71,6 +71,14 @@ size_t KeptMemoryBytes() {
   return size_t{mb} << 20;
 }
 
+size_t KeptPrograms() {
+  const char* env = NonEmptyEnv("POSTEFFECT_KEPT_PROGRAMS");
+  unsigned n = 0;
+  char tail = 0;
+  if (!env || std::sscanf(env, "%u%c", &n, &tail) != 1 || n > 256) n = 32;
+  return n;
+}
+
 int MaxTextureSize() {
   GLint limit = 0;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);

@@ -86,6 +86,8 @@ class FaultInjection : public ::testing::TestWithParam<int> {
   // Each step is counted in a clean run and failed in a later one: memory
   // kept from one run would let the next skip its allocations.
   pe::test::ScopedEnv m_kept{"POSTEFFECT_KEPT_MEMORY_MB", "0"};
+  // Likewise kept programs would let it skip compiling and linking.
+  pe::test::ScopedEnv m_keptPrograms{"POSTEFFECT_KEPT_PROGRAMS", "0"};
 };
 
 TEST_P(FaultInjection, EveryStepFailsOnceAndTheNextCallRecovers) {

@@ -2,6 +2,7 @@
 // and dumps, on an ES2 context published as the library's own.
 #include <android/log.h>
 #include <gtest/gtest.h>
+#include <pe/Platform.h>
 #include <posteffect/Globals.h>
 #include <ui/GraphicBuffer.h>
 #include <unistd.h>
@@ -20,6 +21,7 @@
 #include "GlContext.h"
 #include "LogCapture.h"
 #include "Pixels.h"
+#include "ProgramCache.h"
 #include "TestEnv.h"
 
 // Owned by the effect manager in the library; the GL layer only reads them.
@@ -319,6 +321,111 @@ TEST_F(GLTest, ProgramsLoadFromSourceOrBinaryAndFailuresLeaveNoObjectsBehind) {
     EXPECT_EQ(loaded.LoadFromBinary(path.c_str()), 0u);
   }
   EXPECT_TRUE(m_log.Contains("[LoadBinary] invalid shader length"));
+}
+
+// A program let go of in a context its owner opened is kept, bounded, for the
+// next Load of the same sources, which gets it back with every uniform at
+// zero as a fresh link leaves it; anywhere else it is deleted as before.
+TEST_F(GLTest, ProgramsOfTheSameSourcesAreKeptForReuseOnlyWhereTheContextIsOpen) {
+  const char* const kTypes =
+      "precision mediump float;\n"
+      "uniform sampler2D s_texture0; uniform float u_f; uniform vec2 u_v[3]; uniform int u_i;\n"
+      "uniform bool u_b; uniform ivec2 u_iv; uniform mat3 u_m;\n"
+      "varying vec2 v_texCoord;\n"
+      "void main() { gl_FragColor = texture2D(s_texture0, v_texCoord) + vec4(u_f + u_v[2].y +\n"
+      "  float(u_i + u_iv.y) + (u_b ? 1.0 : 0.0) + u_m[2][1]); }\n";
+  const std::string sources[3] = {"0", "1", "2"};
+  auto fragment = [&](int i) { return std::string(kTypes) + "// " + sources[i] + "\n"; };
+  const std::string fs[3] = {fragment(0), fragment(1), fragment(2)};
+  // Loads fs[i], sets every uniform off zero, lets it go; returns its name.
+  auto loadAndDrop = [&](int i) {
+    TestProgram prog(fs[i].c_str());
+    EXPECT_TRUE(prog.Load());
+    const GLuint p = prog.ProgramId();
+    glUseProgram(p);
+    const float v[6] = {1, 2, 3, 4, 5, 6}, m[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    glUniform1i(glGetUniformLocation(p, "s_texture0"), 3);
+    glUniform1f(glGetUniformLocation(p, "u_f"), 0.5f);
+    glUniform2fv(glGetUniformLocation(p, "u_v"), 3, v);
+    glUniform1i(glGetUniformLocation(p, "u_i"), 7);
+    glUniform1i(glGetUniformLocation(p, "u_b"), 1);
+    glUniform2i(glGetUniformLocation(p, "u_iv"), 8, 9);
+    glUniformMatrix3fv(glGetUniformLocation(p, "u_m"), 1, GL_FALSE, m);
+    glUseProgram(0);  // a program in use outlives its deletion
+    return p;
+  };
+
+  // Not opened: deleted.
+  const GLuint unopened = loadAndDrop(0);
+  EXPECT_FALSE(glIsProgram(unopened));
+  EXPECT_EQ(ProgramCache::Count(), 0u);
+
+  ProgramCache::Open(m_gl.display(), m_gl.context());
+  const GLuint kept = loadAndDrop(0);
+  EXPECT_TRUE(glIsProgram(kept));
+  EXPECT_EQ(ProgramCache::Count(), 1u);
+  {
+    TestProgram other(fs[1].c_str()), same(fs[0].c_str());
+    ASSERT_TRUE(other.Load() && same.Load());
+    EXPECT_NE(other.ProgramId(), kept);
+    EXPECT_EQ(same.ProgramId(), kept);
+    EXPECT_EQ(ProgramCache::Count(), 0u);
+    const std::pair<const char*, int> kFloats[] = {{"u_f", 1}, {"u_v[2]", 2}, {"u_m", 9}};
+    for (const auto& u : kFloats) {
+      std::vector<float> v(static_cast<size_t>(u.second), 1.f);
+      glGetUniformfv(kept, glGetUniformLocation(kept, u.first), v.data());
+      EXPECT_EQ(v, std::vector<float>(v.size(), 0.f)) << u.first;
+    }
+    const std::pair<const char*, int> kInts[] = {
+        {"s_texture0", 1}, {"u_i", 1}, {"u_b", 1}, {"u_iv", 2}};
+    for (const auto& u : kInts) {
+      std::vector<GLint> v(static_cast<size_t>(u.second), 1);
+      glGetUniformiv(kept, glGetUniformLocation(kept, u.first), v.data());
+      EXPECT_EQ(v, std::vector<GLint>(v.size(), 0)) << u.first;
+    }
+    // Still draws what its sources say.
+    GLTexture tex;
+    const Bytes image = Ramp(4 * 2 * 4);
+    ASSERT_TRUE(tex.Init(GL_RGBA, GL_UNSIGNED_BYTE, 4, 2, 0) &&
+                tex.UpdateNormalTexture(image.data(), 4, 2));
+    EXPECT_EQ(Sample(tex, &same), image);
+  }
+  EXPECT_EQ(ProgramCache::Count(), 2u);
+
+  // The bound: 32 unless the variable holds 0 to 256.
+  const std::pair<const char*, size_t> kEnv[] = {
+      {nullptr, 32}, {"0", 0}, {"256", 256}, {"257", 32}, {"1x", 32}};
+  for (const auto& e : kEnv) {
+    ScopedEnv bound("POSTEFFECT_KEPT_PROGRAMS", e.first);
+    EXPECT_EQ(platform::KeptPrograms(), e.second) << (e.first ? e.first : "unset");
+  }
+  // At its edges: the least recently kept goes first; 0 keeps none.
+  const struct {
+    const char* env;
+    size_t kept;
+  } kBounds[] = {{"2", 2}, {"3", 3}, {"0", 0}};
+  for (const auto& b : kBounds) {
+    ScopedEnv bound("POSTEFFECT_KEPT_PROGRAMS", b.env);
+    GLuint names[3];
+    for (int k = 0; k < 3; ++k) names[k] = loadAndDrop(k);
+    EXPECT_EQ(ProgramCache::Count(), b.kept) << b.env;
+    for (int k = 0; k < 3; ++k)
+      EXPECT_EQ(glIsProgram(names[k]), k >= 3 - static_cast<int>(b.kept)) << b.env << " " << k;
+    // Take them all back for the next case.
+    for (int k = 0; k < 3; ++k) {
+      ScopedEnv none("POSTEFFECT_KEPT_PROGRAMS", "0");
+      TestProgram again(fs[k].c_str());
+      ASSERT_TRUE(again.Load());
+      EXPECT_EQ(again.ProgramId() == names[k], k >= 3 - static_cast<int>(b.kept));
+    }
+  }
+
+  // Closing deletes what is kept; nothing is kept after it.
+  const GLuint before = loadAndDrop(0);
+  ProgramCache::Close(m_gl.display(), m_gl.context());
+  EXPECT_FALSE(glIsProgram(before));
+  EXPECT_EQ(ProgramCache::Count(), 0u);
+  EXPECT_FALSE(glIsProgram(loadAndDrop(0)));
 }
 
 // Widths off a multiple of 32 leave streaming rows padded: texels land at the allocated stride.

@@ -76,6 +76,9 @@ unsigned EffectCount(unsigned fallback);
 // Bytes of released shared memory kept for reuse: 64 MiB unless
 // POSTEFFECT_KEPT_MEMORY_MB holds a whole number of MiB from 0 to 4096.
 size_t KeptMemoryBytes();
+// Linked programs kept per context for reuse: 32 unless
+// POSTEFFECT_KEPT_PROGRAMS holds a whole number from 0 to 256.
+size_t KeptPrograms();
 
 // Asset directory (trailing slash), override directory ("" when none),
 // dump directory.
