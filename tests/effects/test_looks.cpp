@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -19,9 +20,11 @@ using ref::Expected;
 using ref::Nv21;
 
 // "GPU-effect=code", with parameter 0 (and what follows) where p0 is given.
-std::string Effect(const std::string& code, int p0 = -1, const char* more = "") {
+// Without p0, no parameters: negative strengths are values like any other.
+constexpr int kNoParam = INT_MIN;
+std::string Effect(const std::string& code, int p0 = kNoParam, const char* more = "") {
   std::string s = "GPU-effect=" + code;
-  if (p0 >= 0) s += ";GE-param0=" + std::to_string(p0) + ",0,0,0" + more;
+  if (p0 != kNoParam) s += ";GE-param0=" + std::to_string(p0) + ",0,0,0" + more;
   return s;
 }
 
@@ -130,8 +133,8 @@ Plan Geometry(int w, int h) {
       return ref::Rgb{p.r * k, p.g * k, p.b * k};
     });
   };
-  // Fisheye: the bulge, the expanding branch, the levels either side of 1
-  // and the first beyond 2 (which blends both), each switched to while the
+  // Fisheye: the bulge, the expanding branch, the levels either side of 1,
+  // the first beyond 2 and one below 0 (which blend both), each switched to while the
   // preview runs. Dots: small ones through
   // mask 1, large ones through mask 2. The mirror's landscape flag comes with
   // the effect's choice, here while the preview runs.
@@ -141,6 +144,8 @@ Plan Geometry(int w, int h) {
            {{fish(33)}, fisheye(33, false), 3, 0.02},    // level 0.996
            {{fish(34)}, fisheye(34, false), 3, 0.02},    // 1.008
            {{fish(117)}, fisheye(117, false), 3, 0.02},  // 2.004
+           {{fish(-40)}, fisheye(-40, false), 3, 0.02},  // 0.12
+           {{fish(-60)}, fisheye(-60, false), 3, 0.02},  // -0.12: both again
            {{Effect("5", 30)}, dots(30, 1)},
            {{Effect("5", 70)}, dots(70, 2)},
            {{Effect("8", 0)}, mirror(false, false), 2},
