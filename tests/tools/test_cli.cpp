@@ -32,6 +32,71 @@ namespace {
 
 using test::ReadFile;
 
+// Every byte is the documented formula rounded half away from zero, for
+// every chroma pair (and luma across them) and a spread of colours; cutting
+// and growing on the way is the same as converting the cut or grown picture.
+TEST(ColorConvert, RoundsEveryValueAsTheFormulaAndCutsOrGrowsWithoutChangingIt) {
+  auto byte = [](double v) { return static_cast<int>(std::clamp(std::lround(v), 0L, 255L)); };
+  Nv21Frame all(512, 512);
+  for (int y = 0; y < 512; ++y)
+    for (int x = 0; x < 512; ++x) {
+      all.Y()[y * 512 + x] = static_cast<uint8_t>(x * 7 + y * 13);
+      all.VU()[y / 2 * 512 + (x & ~1)] = static_cast<uint8_t>(y / 2);  // V
+      all.VU()[y / 2 * 512 + (x | 1)] = static_cast<uint8_t>(x / 2);   // U
+    }
+  const RgbImage rgb = Nv21ToRgb(all);
+  int wrong = 0;
+  for (int y = 0; y < 512; ++y)
+    for (int x = 0; x < 512; ++x) {
+      const double l = all.Y()[y * 512 + x], v = y / 2 - 127.5, u = x / 2 - 127.5;
+      const uint8_t* p = rgb.At(x, y);
+      wrong += p[0] != byte(l + 1.402 * v) || p[1] != byte(l - 0.714 * v - 0.344 * u) ||
+               p[2] != byte(l + 1.772 * u);
+    }
+  EXPECT_EQ(wrong, 0);
+
+  RgbImage colours(600, 400);
+  for (size_t i = 0; i < colours.rgb.size(); ++i)
+    colours.rgb[i] = static_cast<uint8_t>((i * 2654435761u) >> 13);
+  // A black block's chroma is 127.5 exactly: it rounds up.
+  for (int y = 0; y < 2; ++y) std::memset(colours.At(0, y), 0, 6);
+  const Nv21Frame frame = RgbToNv21(colours);
+  for (int i = 0; i < 600 * 400; ++i) {
+    const uint8_t* p = colours.rgb.data() + 3 * i;
+    wrong += frame.Y()[i] != byte(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]);
+  }
+  for (int y = 0; y < 400; y += 2)
+    for (int x = 0; x < 600; x += 2) {
+      double c[3] = {};
+      for (int k = 0; k < 3; ++k)
+        c[k] = (colours.At(x, y)[k] + colours.At(x + 1, y)[k] + colours.At(x, y + 1)[k] +
+                colours.At(x + 1, y + 1)[k]) /
+               4.0;
+      const uint8_t* vu = frame.VU() + y / 2 * 600 + x;
+      wrong += vu[0] != byte(0.5 * c[0] - 0.4186829 * c[1] - 0.0813089 * c[2] + 127.5) ||
+               vu[1] != byte(-0.168727 * c[0] - 0.33126147 * c[1] + 0.5 * c[2] + 127.5);
+    }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(frame.VU()[0], 128);
+
+  // Grown by 13 columns and 3 rows (even), then cut back; cut to 100 x 60.
+  RgbImage odd(587, 397);
+  for (int y = 0; y < 397; ++y) std::memcpy(odd.At(0, y), colours.At(0, y), 587 * 3);
+  RgbImage grown(600, 400);
+  for (int y = 0; y < 400; ++y)
+    for (int x = 0; x < 600; ++x)
+      std::memcpy(grown.At(x, y), odd.At(std::min(x, 586), std::min(y, 396)), 3);
+  EXPECT_EQ(RgbToNv21(odd, 600, 400).data, RgbToNv21(grown).data);
+  const RgbImage back = Nv21ToRgb(RgbToNv21(grown), 587, 397);
+  const RgbImage whole = Nv21ToRgb(RgbToNv21(grown));
+  ASSERT_EQ(back.width * back.height, 587 * 397);
+  for (int y = 0; y < 397; ++y)
+    ASSERT_EQ(std::memcmp(back.At(0, y), whole.At(0, y), 587 * 3), 0) << y;
+  const Nv21Frame cut = RgbToNv21(colours, 100, 60);
+  for (int y = 0; y < 60; ++y)
+    ASSERT_EQ(std::memcmp(cut.Y() + y * 100, frame.Y() + y * 600, 100), 0) << y;
+}
+
 // Both directions against the reference model of the library's own
 // conversions, which the tool's must agree with.
 TEST(ColorConvert, MatchesTheReferenceModelBothWays) {

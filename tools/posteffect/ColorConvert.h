@@ -15,14 +15,13 @@ namespace pe::cli {
 //   B = Y + 1.772 (U - 0.5)
 // Each 2 x 2 block shares the chroma of its mean colour, and on the way back
 // every pixel of the block takes that one sample, as the camera delivers it.
-// Both need even sizes: crop first with CropToEven.
+// Frames have even sizes.
 Nv21Frame RgbToNv21(const RgbImage& image);
 RgbImage Nv21ToRgb(const Nv21Frame& frame);
-
-// Drops the last column and row where the size is odd.
-RgbImage CropToEven(const RgbImage& image);
-// The picture cut or grown to width x height from its top left corner; new
-// columns and rows repeat the last ones.
-RgbImage Resized(const RgbImage& image, int width, int height);
+// The same with the picture first cut or grown to width x height (even) from
+// its top left corner, new columns and rows repeating its last ones; and back
+// to the top left width x height of the frame.
+Nv21Frame RgbToNv21(const RgbImage& image, int width, int height);
+RgbImage Nv21ToRgb(const Nv21Frame& frame, int width, int height);
 
 }  // namespace pe::cli

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "ColorConvert.h"
 #include "Drawing.h"
@@ -17,12 +18,11 @@ std::string SizeText(int w, int h) { return std::to_string(w) + "x" + std::to_st
 
 PaddedFrame PadToFrame(const RgbImage& image) {
   const int w = (image.width + kFrameWidthStep - 1) / kFrameWidthStep * kFrameWidthStep;
-  return PaddedFrame{RgbToNv21(Resized(image, w, (image.height + 1) & ~1)), image.width,
-                     image.height};
+  return PaddedFrame{RgbToNv21(image, w, (image.height + 1) & ~1), image.width, image.height};
 }
 
 RgbImage Unpad(const PaddedFrame& padded) {
-  return Resized(Nv21ToRgb(padded.frame), padded.width, padded.height);
+  return Nv21ToRgb(padded.frame, padded.width, padded.height);
 }
 
 bool DecodePicture(const std::vector<uint8_t>& bytes, FileKind kind, const std::string& name,
@@ -32,7 +32,7 @@ bool DecodePicture(const std::vector<uint8_t>& bytes, FileKind kind, const std::
                               : !DecodePng(bytes, name, maxPixels, &image, error))
     return false;
   if (!ReadMetadata(bytes, kind, &in->meta, note)) *note = name + ": " + *note;
-  in->picture = PadToFrame(Orient(image, in->meta.orientation));
+  in->picture = PadToFrame(Orient(std::move(image), in->meta.orientation));
   return true;
 }
 

@@ -402,7 +402,8 @@ bool WriteImageFile(const std::string& path, const Nv21Frame& frame, std::string
 bool WriteImageFile(const std::string& path, const RgbImage& image, std::string* error,
                     const Metadata* meta, std::string* note) {
   const FileKind kind = KindOfPath(path);
-  if (kind == FileKind::kRawNv21) return WriteImageFile(path, RgbToNv21(CropToEven(image)), error);
+  if (kind == FileKind::kRawNv21)
+    return WriteImageFile(path, RgbToNv21(image, image.width & ~1, image.height & ~1), error);
   if (kind == FileKind::kUnknown) {
     *error = "cannot write " + Quoted(path) + ": unknown file type (use .jpg, .png, .nv21 or .yuv)";
     return false;

@@ -80,7 +80,7 @@ bool ReadMetadata(const std::vector<uint8_t>& bytes, FileKind kind, Metadata* me
   }
 }
 
-RgbImage Orient(const RgbImage& image, int orientation) {
+RgbImage Orient(RgbImage image, int orientation) {
   if (orientation < 2 || orientation > 8) return image;
   const int w = image.width, h = image.height;
   const bool swap = orientation >= 5;

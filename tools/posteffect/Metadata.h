@@ -26,7 +26,7 @@ bool ReadMetadata(const std::vector<uint8_t>& bytes, FileKind kind, Metadata* me
                   std::string* note);
 
 // The picture turned as a viewer shows it for an EXIF orientation.
-RgbImage Orient(const RgbImage& image, int orientation);
+RgbImage Orient(RgbImage image, int orientation);
 
 // meta written into an encoded JPEG or PNG of width x height, which is
 // upright: orientation 1, no thumbnail of the picture it came from, the
