@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
-#include <vector>
 
 namespace pe::cli {
 
@@ -18,6 +18,15 @@ inline uint8_t ToByte(double v) {
   return static_cast<uint8_t>(t + (v - t >= 0.5));
 }
 
+// 0.299 R + 0.587 G + 0.114 B rounded half away from zero, in thousandths:
+// exact but where the sum lies halfway, which the decimal weights in double
+// precision settle either way, so those few take the double sum.
+inline uint8_t Luma(const uint8_t* p) {
+  const int n = 299 * p[0] + 587 * p[1] + 114 * p[2], rem = n % 1000;
+  if (rem == 500) return ToByte(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]);
+  return static_cast<uint8_t>(n / 1000 + (rem > 500));
+}
+
 }  // namespace
 
 Nv21Frame RgbToNv21(const RgbImage& image, int width, int height) {
@@ -26,12 +35,12 @@ Nv21Frame RgbToNv21(const RgbImage& image, int width, int height) {
   // Columns and rows past the picture repeat its last ones.
   const int lastX = image.width - 1, lastY = image.height - 1;
   auto at = [&](int x, int y) { return image.At(std::min(x, lastX), std::min(y, lastY)); };
+  const int inside = std::min(width, image.width);
   for (int y = 0; y < height; ++y) {
     uint8_t* yRow = frame.Y() + static_cast<size_t>(y) * width;
-    for (int x = 0; x < width; ++x) {
-      const uint8_t* p = at(x, y);
-      yRow[x] = ToByte(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]);
-    }
+    const uint8_t* src = image.At(0, std::min(y, lastY));
+    for (int x = 0; x < inside; ++x) yRow[x] = Luma(src + 3 * x);
+    if (inside < width) std::memset(yRow + inside, Luma(src + 3 * lastX), width - inside);
   }
   for (int y = 0; y < height; y += 2) {
     uint8_t* vu = frame.VU() + static_cast<size_t>(y / 2) * width;
@@ -58,16 +67,22 @@ Nv21Frame RgbToNv21(const RgbImage& image, int width, int height) {
 Nv21Frame RgbToNv21(const RgbImage& image) { return RgbToNv21(image, image.width, image.height); }
 
 RgbImage Nv21ToRgb(const Nv21Frame& frame, int width, int height) {
-  // Red hangs on luma and V alone, blue on luma and U: one table each, made
-  // by the same arithmetic.
-  static const auto kTables = [] {
-    std::vector<uint8_t> t(2 * 256 * 256);
-    for (int c = 0; c < 256; ++c)
-      for (int l = 0; l < 256; ++l) {
-        t[c * 256 + l] = ToByte(l + 1.402 * (c - 127.5));
-        t[65536 + c * 256 + l] = ToByte(l + 1.772 * (c - 127.5));
-      }
-    return t;
+  // Each channel is luma plus a whole offset of the pair's chroma: the
+  // formula, rounded half away from zero, comes out so for every byte. Red's
+  // offset hangs on V, blue's on U, green's on both.
+  struct Offsets {
+    int16_t red[256], blue[256], green[256 * 256];
+  };
+  static const Offsets* const kOffsets = [] {
+    auto* o = new Offsets;
+    auto whole = [](double d) { return static_cast<int16_t>(std::floor(d + 0.5)); };
+    for (int c = 0; c < 256; ++c) {
+      o->red[c] = whole(1.402 * (c - 127.5));
+      o->blue[c] = whole(1.772 * (c - 127.5));
+      for (int u = 0; u < 256; ++u)
+        o->green[c * 256 + u] = whole(-0.714 * (c - 127.5) - 0.344 * (u - 127.5));
+    }
+    return o;
   }();
   width = std::min(width, frame.width);
   height = std::min(height, frame.height);
@@ -76,12 +91,11 @@ RgbImage Nv21ToRgb(const Nv21Frame& frame, int width, int height) {
     const uint8_t* yRow = frame.Y() + static_cast<size_t>(y) * frame.width;
     const uint8_t* vu = frame.VU() + static_cast<size_t>(y / 2) * frame.width;
     uint8_t* p = image.At(0, y);
-    for (int x = 0; x < width; ++x, p += 3) {
-      const int l = yRow[x], cv = vu[x & ~1], cu = vu[(x & ~1) + 1];
-      const double luma = l, v = cv - 127.5, u = cu - 127.5;
-      p[0] = kTables[cv * 256 + l];
-      p[1] = ToByte(luma - 0.714 * v - 0.344 * u);
-      p[2] = kTables[65536 + cu * 256 + l];
+    for (int x = 0; x < width; x += 2) {
+      const int k[3] = {kOffsets->red[vu[x]], kOffsets->green[vu[x] * 256 + vu[x + 1]],
+                        kOffsets->blue[vu[x + 1]]};
+      for (int i = x; i < std::min(x + 2, width); ++i, p += 3)
+        for (int c = 0; c < 3; ++c) p[c] = static_cast<uint8_t>(std::clamp(yRow[i] + k[c], 0, 255));
     }
   }
   return image;
