@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -12,27 +13,23 @@ namespace pe {
 namespace {
 
 struct Kept {
-  EGLDisplay display;
-  EGLContext context;
   std::string sources;
   GLuint program;
 };
+// The opened contexts, each with what it keeps, oldest first.
+using Context = std::pair<EGLDisplay, EGLContext>;
+using Contexts = std::map<Context, std::deque<Kept>>;
 
 std::mutex g_lock;
-// Oldest first; shared by every context of the process, each entry usable
-// only in its own.
-std::deque<Kept>& Entries() {
-  static auto* entries = new std::deque<Kept>();
-  return *entries;
-}
-
-std::vector<std::pair<EGLDisplay, EGLContext>>& Opened() {
-  static auto* opened = new std::vector<std::pair<EGLDisplay, EGLContext>>();
+Contexts& Opened() {
+  static auto* opened = new Contexts();
   return *opened;
 }
 
-bool Current(const Kept& k) {
-  return k.display == eglGetCurrentDisplay() && k.context == eglGetCurrentContext();
+// What the current context keeps; null when it was not opened. Under g_lock.
+std::deque<Kept>* CurrentKept() {
+  auto it = Opened().find({eglGetCurrentDisplay(), eglGetCurrentContext()});
+  return it == Opened().end() ? nullptr : &it->second;
 }
 
 // Sets every active uniform of program (in use) to zero, the value a link
@@ -53,44 +50,23 @@ void ZeroUniforms(GLuint program) {
     if (loc < 0 || size <= 0) continue;
     zf.assign(static_cast<size_t>(size) * 16, 0.f);
     zi.assign(static_cast<size_t>(size) * 4, 0);
+    const GLfloat* f = zf.data();
+    const GLint* i = zi.data();
+    // clang-format off
     switch (type) {
-      case GL_FLOAT:
-        glUniform1fv(loc, size, zf.data());
-        break;
-      case GL_FLOAT_VEC2:
-        glUniform2fv(loc, size, zf.data());
-        break;
-      case GL_FLOAT_VEC3:
-        glUniform3fv(loc, size, zf.data());
-        break;
-      case GL_FLOAT_VEC4:
-        glUniform4fv(loc, size, zf.data());
-        break;
-      case GL_FLOAT_MAT2:
-        glUniformMatrix2fv(loc, size, GL_FALSE, zf.data());
-        break;
-      case GL_FLOAT_MAT3:
-        glUniformMatrix3fv(loc, size, GL_FALSE, zf.data());
-        break;
-      case GL_FLOAT_MAT4:
-        glUniformMatrix4fv(loc, size, GL_FALSE, zf.data());
-        break;
-      case GL_INT_VEC2:
-      case GL_BOOL_VEC2:
-        glUniform2iv(loc, size, zi.data());
-        break;
-      case GL_INT_VEC3:
-      case GL_BOOL_VEC3:
-        glUniform3iv(loc, size, zi.data());
-        break;
-      case GL_INT_VEC4:
-      case GL_BOOL_VEC4:
-        glUniform4iv(loc, size, zi.data());
-        break;
-      default:
-        glUniform1iv(loc, size, zi.data());
-        break;  // int, bool, samplers
+      case GL_FLOAT: glUniform1fv(loc, size, f); break;
+      case GL_FLOAT_VEC2: glUniform2fv(loc, size, f); break;
+      case GL_FLOAT_VEC3: glUniform3fv(loc, size, f); break;
+      case GL_FLOAT_VEC4: glUniform4fv(loc, size, f); break;
+      case GL_FLOAT_MAT2: glUniformMatrix2fv(loc, size, GL_FALSE, f); break;
+      case GL_FLOAT_MAT3: glUniformMatrix3fv(loc, size, GL_FALSE, f); break;
+      case GL_FLOAT_MAT4: glUniformMatrix4fv(loc, size, GL_FALSE, f); break;
+      case GL_INT_VEC2: case GL_BOOL_VEC2: glUniform2iv(loc, size, i); break;
+      case GL_INT_VEC3: case GL_BOOL_VEC3: glUniform3iv(loc, size, i); break;
+      case GL_INT_VEC4: case GL_BOOL_VEC4: glUniform4iv(loc, size, i); break;
+      default: glUniform1iv(loc, size, i); break;  // int, bool, samplers
     }
+    // clang-format on
   }
 }
 
@@ -100,15 +76,14 @@ GLuint ProgramCache::Take(const std::string& sources) {
   GLuint program = 0;
   {
     std::lock_guard<std::mutex> lock(g_lock);
-    auto& entries = Entries();
-    for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
-      if (!Current(*it) || it->sources != sources) continue;
-      program = it->program;
-      entries.erase(std::next(it).base());
-      break;
-    }
+    std::deque<Kept>* kept = CurrentKept();
+    if (!kept) return 0;
+    auto it = std::find_if(kept->rbegin(), kept->rend(),
+                           [&](const Kept& k) { return k.sources == sources; });
+    if (it == kept->rend()) return 0;
+    program = it->program;
+    kept->erase(std::next(it).base());
   }
-  if (!program) return 0;
   if (!glIsProgram(program)) return 0;
   GLint previous = 0;
   glGetIntegerv(GL_CURRENT_PROGRAM, &previous);
@@ -127,22 +102,10 @@ bool ProgramCache::Keep(const std::string& sources, GLuint program) {
   std::vector<GLuint> evicted;
   {
     std::lock_guard<std::mutex> lock(g_lock);
-    const auto current = std::make_pair(eglGetCurrentDisplay(), eglGetCurrentContext());
-    auto& opened = Opened();
-    if (std::find(opened.begin(), opened.end(), current) == opened.end()) return false;
-    auto& entries = Entries();
-    entries.push_back({eglGetCurrentDisplay(), eglGetCurrentContext(), sources, program});
-    size_t mine = 0;
-    for (const Kept& k : entries) mine += Current(k);
-    for (auto it = entries.begin(); mine > bound && it != entries.end();) {
-      if (!Current(*it)) {
-        ++it;
-        continue;
-      }
-      evicted.push_back(it->program);
-      it = entries.erase(it);
-      --mine;
-    }
+    std::deque<Kept>* kept = CurrentKept();
+    if (!kept) return false;
+    kept->push_back({sources, program});
+    for (; kept->size() > bound; kept->pop_front()) evicted.push_back(kept->front().program);
   }
   for (GLuint p : evicted) glDeleteProgram(p);
   return true;
@@ -150,35 +113,26 @@ bool ProgramCache::Keep(const std::string& sources, GLuint program) {
 
 void ProgramCache::Open(EGLDisplay display, EGLContext context) {
   std::lock_guard<std::mutex> lock(g_lock);
-  Opened().emplace_back(display, context);
+  Opened()[{display, context}];
 }
 
 void ProgramCache::Close(EGLDisplay display, EGLContext context) {
-  std::vector<GLuint> gone;
+  std::deque<Kept> gone;
   {
     std::lock_guard<std::mutex> lock(g_lock);
-    auto& opened = Opened();
-    opened.erase(std::remove(opened.begin(), opened.end(), std::make_pair(display, context)),
-                 opened.end());
-    auto& entries = Entries();
-    for (auto it = entries.begin(); it != entries.end();) {
-      if (it->display != display || it->context != context) {
-        ++it;
-        continue;
-      }
-      gone.push_back(it->program);
-      it = entries.erase(it);
-    }
+    auto it = Opened().find({display, context});
+    if (it == Opened().end()) return;
+    gone = std::move(it->second);
+    Opened().erase(it);
   }
   if (eglGetCurrentDisplay() != display || eglGetCurrentContext() != context) return;
-  for (GLuint p : gone) glDeleteProgram(p);
+  for (const Kept& k : gone) glDeleteProgram(k.program);
 }
 
 size_t ProgramCache::Count() {
   std::lock_guard<std::mutex> lock(g_lock);
-  size_t n = 0;
-  for (const Kept& k : Entries()) n += Current(k);
-  return n;
+  const std::deque<Kept>* kept = CurrentKept();
+  return kept ? kept->size() : 0;
 }
 
 }  // namespace pe

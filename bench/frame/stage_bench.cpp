@@ -369,23 +369,21 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
   return r;
 }
 
-// Stage by stage medians of rows of one run each; refused if any was.
+// Medians over rows of one run each, as over the frames of one run; refused
+// if any was.
 Row MedianOfRows(const std::vector<Row>& rows) {
-  Row r;
+  std::vector<Tally> tallies;
   std::vector<double> totals;
   for (const Row& x : rows) {
-    if (x.refused) r.refused = true;
+    if (x.refused) return x;
+    Tally t;
+    std::copy(x.stage, x.stage + kStages, t.ms);
+    t.lookPasses = x.lookPasses;
+    t.passMs = x.passMs;
+    tallies.push_back(t);
     totals.push_back(x.total);
   }
-  if (r.refused || rows.empty()) return r;
-  for (int s = 0; s < kStages; ++s) {
-    std::vector<double> v;
-    for (const Row& x : rows) v.push_back(x.stage[s]);
-    r.stage[s] = Median(v);
-  }
-  r.total = Median(totals);
-  r.lookPasses = rows.back().lookPasses;
-  return r;
+  return MedianRow(tallies, totals);
 }
 
 // The effect behind a pw x ph preview, `call` timed `warm + reps` times and
@@ -545,9 +543,9 @@ int main(int argc, char** argv) {
   }
 
   // Each still (the second of its session) is timed right after a batch of
-  // 1920x1080 previews of the same effect, and the ratio is taken pair by pair: the neighbours'
-  // load moves both alike, where stills timed minutes after the previews moved the ratio by as much
-  // as 40%.
+  // 1920x1080 previews of the same effect, and the ratio is taken pair by
+  // pair: the neighbours' load moves both alike, where stills timed minutes
+  // after the previews moved the ratio by as much as 40%.
   const int cw = 4000, ch = 3000;
   const double mpx = cw * ch / 1e6, mpx1080 = 1920 * 1080 / 1e6;
   std::printf(
