@@ -274,9 +274,13 @@ bool GEManager::ProcFrame(unsigned a, unsigned b, int w, int h) {
     LOGE("[GEManager::ProcFrame] no shader selected");
     return false;
   }
-  if (!m_pCurrShader->ProcFrame(a, b, w, h)) {
-    LOGE("[GPUEffectManager::ProcFrame] failed to process frame\n");
-    return false;
+  {
+    // The frame was expanded before this call; its passes sample it as is.
+    const GLTexture::HeldUploads held(m_pSrcTexture);
+    if (!m_pCurrShader->ProcFrame(a, b, w, h)) {
+      LOGE("[GPUEffectManager::ProcFrame] failed to process frame\n");
+      return false;
+    }
   }
   s_avgTotalMs += GetTickCount() - start;
   if (++s_avgCount >= 50) {

@@ -357,6 +357,7 @@ bool GEShader::RenderBlock(const char* func, unsigned char* dst, int W, int H, u
            sw, sh);
   // A block that failed leaves the output unfinished: the walk stops, and the
   // caller's still is not written.
+  const GLTexture::HeldUploads held(m_pSrcTexture);
   return ProcBlock(0, 0, W, H) && BlockCopyYUV(dst, dst + static_cast<size_t>(W) * H, W, H,
                                                m_uStartX, m_uStartY, m_uRgnW, m_uRgnH);
 }

@@ -261,8 +261,8 @@ unsigned GLTexture::SetFilter(int filter) {
   glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
   glBindTexture(m_uTarget, m_uName);
   if (!CheckGLError("SetFilter", "glBindTexture")) return 0;
-  const unsigned ok = SetParameteri(GL_TEXTURE_MIN_FILTER, filter) &
-                      SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+  const unsigned ok =
+      SetParameteri(GL_TEXTURE_MIN_FILTER, filter) & SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
   glBindTexture(m_uTarget, static_cast<GLuint>(bound));
   return ok;
 }
@@ -270,8 +270,20 @@ unsigned GLTexture::SetFilter(int filter) {
 unsigned GLTexture::Bind() {
   glBindTexture(m_uTarget, m_uName);
   if (!CheckGLError("Bind", "glBindTexture")) return 0;
-  if (m_bStreaming && m_image != EGL_NO_IMAGE_KHR) pe::platform::PrepareImageForSampling(m_image);
+  if (m_bStreaming && m_image != EGL_NO_IMAGE_KHR && !(m_nHolds > 0 && m_bUploadedWhileHeld)) {
+    pe::platform::PrepareImageForSampling(m_image);
+    m_bUploadedWhileHeld = m_nHolds > 0;
+  }
   return 1;
+}
+
+GLTexture::HeldUploads::HeldUploads(GLTexture* texture) : m_pTexture(texture) {
+  if (!m_pTexture) return;
+  if (m_pTexture->m_nHolds++ == 0) m_pTexture->m_bUploadedWhileHeld = false;
+}
+
+GLTexture::HeldUploads::~HeldUploads() {
+  if (m_pTexture && --m_pTexture->m_nHolds == 0) m_pTexture->m_bUploadedWhileHeld = false;
 }
 
 unsigned GLTexture::clean_buffer() {

@@ -44,8 +44,22 @@ class GLTexture {
   // state never needs it); the active unit's binding is left as it was.
   unsigned SetFilter(int filter);
   // Binds to the active unit; a streaming texture also gets the CPU's latest
-  // data for sampling.
+  // data for sampling, once only while its uploads are held.
   unsigned Bind();
+
+  // For the passes of one frame or block, which sample a source the CPU
+  // does not write between them: while alive, the texture is uploaded at its
+  // first bind only, not at every pass's. Nests.
+  class HeldUploads {
+   public:
+    explicit HeldUploads(GLTexture* texture);
+    ~HeldUploads();
+    HeldUploads(const HeldUploads&) = delete;
+    HeldUploads& operator=(const HeldUploads&) = delete;
+
+   private:
+    GLTexture* m_pTexture;
+  };
   // Hands the buffer back to the CPU after the GPU or CPU wrote it.
   unsigned clean_buffer();
 
@@ -87,6 +101,8 @@ class GLTexture {
   unsigned m_uType = static_cast<unsigned>(-1);
   android::sp<android::GraphicBuffer> m_spBuffer;
   EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
+  int m_nHolds = 0;
+  bool m_bUploadedWhileHeld = false;
   unsigned m_uTarget = GL_TEXTURE_2D;
   // Allocator handle of the buffer behind m_pData, for clean_buffer.
   const private_handle_t* m_pHandle = nullptr;

@@ -188,6 +188,35 @@ TEST_F(GLTest, TextureWrapsACallersBufferAtOneAddressOnly) {
   EXPECT_EQ(yuv.GetTarget(), 0xFFFFFFFFu);
 }
 
+// While uploads are held, a streaming texture reaches the GPU at its first
+// bind only: a CPU write after it shows once the last hold ends, and a new
+// hold uploads again at its own first bind.
+TEST_F(GLTest, HeldUploadsReachTheGpuOncePerHold) {
+  GLTexture st;
+  ASSERT_EQ(st.Init(GL_RGBA, GL_UNSIGNED_BYTE, 32, 2, 1), 1u);
+  auto fill = [&st](uint8_t seed) {
+    const Bytes b(32 * 2 * 4, seed);
+    std::copy(b.begin(), b.end(), static_cast<uint8_t*>(st.m_pData));
+    return b;
+  };
+  const Bytes a = fill(0x11);
+  {
+    const GLTexture::HeldUploads held(&st);
+    EXPECT_EQ(Sample(st), a);
+    fill(0x22);
+    {
+      const GLTexture::HeldUploads nested(&st);
+      EXPECT_EQ(Sample(st), a);
+    }
+    EXPECT_EQ(Sample(st), a);
+  }
+  const Bytes c = fill(0x33);
+  EXPECT_EQ(Sample(st), c);
+  const GLTexture::HeldUploads again(&st);
+  const Bytes d = fill(0x44);
+  EXPECT_EQ(Sample(st), d);
+}
+
 // A texture is expected in the context of the manager on its own thread,
 // whatever another manager published or left behind on stopping; on a thread
 // without a manager, in the published one. Mismatches are warned about, not
