@@ -97,6 +97,10 @@ class GEShader {
                       const float* uvCoords);
   bool BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight, int x,
                     int y, int w, int h);
+  // The drawn planes' rows r on, columns s on (both in pixels, whole groups
+  // of four columns), read from the GPU straight to rows y on, column x on.
+  bool ReadPlanes(unsigned char* dstY, unsigned char* dstUV, int dstStride, int x, int y, int w,
+                  int rows, int s, int r);
   bool MemcpyYUV(void* dstY, void* dstUV);
   bool DeinitYUVConverter();
 

@@ -2,6 +2,7 @@
 // and an interleaved V/U plane in streaming textures the CPU copies out.
 
 #include <pe/Log.h>
+#include <pe/Platform.h>
 
 #include <algorithm>
 #include <cstring>
@@ -165,26 +166,13 @@ bool GEShader::ConvertYUV(int x, int y) {
 
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstStride, int dstHeight,
                             int x, int y, int w, int h) {
-  // Planes that did not come back from the GPU hold an older frame.
-  GLTexture* const luma[2] = {m_bPlanesDrawn ? m_pPlanes->LumaHalf(0) : m_pYTexture,
-                              m_bPlanesDrawn ? m_pPlanes->LumaHalf(1) : nullptr};
-  if (!luma[0] || !m_pUVTexture || !luma[0]->clean_buffer() ||
-      (luma[1] && !luma[1]->clean_buffer()) || !m_pUVTexture->clean_buffer())
-    return false;
   if (!dstY || !dstUV) {
     LOGE("[%s] pDstYStart (%p) or pDstUVStart (%p) is NULL\n", "BlockCopyYUV",
          static_cast<void*>(dstY), static_cast<void*>(dstUV));
     return false;
   }
-  const unsigned char* srcY = static_cast<unsigned char*>(luma[0]->m_pData);
-  const unsigned char* srcY2 = luma[1] ? static_cast<unsigned char*>(luma[1]->m_pData) : nullptr;
-  const unsigned char* srcUV = static_cast<unsigned char*>(m_pUVTexture->m_pData);
-  if (!srcY || (luma[1] && !srcY2) || !srcUV || x < 0 || y < 0) return false;
-  // Luma row r: row r of the whole plane, or row r / 2 of its half.
-  auto lumaRow = [&](int r) {
-    return srcY2 ? (r % 2 ? srcY2 : srcY) + static_cast<size_t>(r / 2) * m_nYStride
-                 : srcY + static_cast<size_t>(r) * m_nYStride;
-  };
+  if (x < 0 || y < 0) return false;
+  // Columns s on and rows r on of the planes go to column x, row y on.
   int s = 0;
   if (x != 0) {
     s = m_nOverlapX / 2;
@@ -200,8 +188,31 @@ bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstSt
   // Never past the destination or the planes, whatever the block arithmetic
   // produced (a still narrower than one rounded block, say).
   w = std::min({w, dstStride - x, m_nYStride - s});
-  e = std::min(e, dstHeight);
-  for (int j = y; j < e && r < m_nYTexHeight; ++j, ++r) {
+  e = std::min({e, dstHeight, y + m_nYTexHeight - r});
+  // A still's planes were drawn whole by the GPU and go to the caller's
+  // private output: read straight there, the plane buffers left alone, where
+  // the driver packs rows at the output's pitch in one read (a read a row
+  // would cost more than the copy it saves).
+  if (m_captureMode && m_bPlanesDrawn && x % 4 == 0 && s % 4 == 0 && w % 4 == 0 &&
+      dstStride % 4 == 0 && pe::platform::HasGLExtension("GL_NV_pack_subimage"))
+    return w <= 0 || e <= y || ReadPlanes(dstY, dstUV, dstStride, x, y, w, e - y, s, r);
+
+  // Planes that did not come back from the GPU hold an older frame.
+  GLTexture* const luma[2] = {m_bPlanesDrawn ? m_pPlanes->LumaHalf(0) : m_pYTexture,
+                              m_bPlanesDrawn ? m_pPlanes->LumaHalf(1) : nullptr};
+  if (!luma[0] || !m_pUVTexture || !luma[0]->clean_buffer() ||
+      (luma[1] && !luma[1]->clean_buffer()) || !m_pUVTexture->clean_buffer())
+    return false;
+  const unsigned char* srcY = static_cast<unsigned char*>(luma[0]->m_pData);
+  const unsigned char* srcY2 = luma[1] ? static_cast<unsigned char*>(luma[1]->m_pData) : nullptr;
+  const unsigned char* srcUV = static_cast<unsigned char*>(m_pUVTexture->m_pData);
+  if (!srcY || (luma[1] && !srcY2) || !srcUV) return false;
+  // Luma row r: row r of the whole plane, or row r / 2 of its half.
+  auto lumaRow = [&](int row) {
+    return srcY2 ? (row % 2 ? srcY2 : srcY) + static_cast<size_t>(row / 2) * m_nYStride
+                 : srcY + static_cast<size_t>(row) * m_nYStride;
+  };
+  for (int j = y; j < e; ++j, ++r) {
     if (w <= 0) break;
     std::memcpy(dstY + static_cast<size_t>(j) * dstStride + x, lumaRow(r) + s,
                 static_cast<size_t>(w));
@@ -210,6 +221,29 @@ bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstSt
                   srcUV + static_cast<size_t>(r / 2) * m_nUVStride + s, static_cast<size_t>(w));
   }
   return true;
+}
+
+bool GEShader::ReadPlanes(unsigned char* dstY, unsigned char* dstUV, int dstStride, int x, int y,
+                          int w, int rows, int s, int r) {
+  // A texel holds four columns; a luma half holds every other row, so its
+  // rows land two destination rows apart.
+  const int texels = w / 4, col = s / 4, pitch = dstStride / 4;
+  for (int half = 0; half < 2; ++half) {
+    const int first = (half - r % 2 + 2) % 2;  // rows of this half: first, first + 2, ...
+    const int count = (rows - first + 1) / 2;
+    if (count > 0 && !m_pPlanes->LumaHalf(half)->ReadRect(
+                         col, (r + first) / 2, texels, count,
+                         dstY + static_cast<size_t>(y + first) * dstStride + x, 2 * pitch))
+      return false;
+  }
+  // Chroma comes with the even destination rows, each from the plane's row
+  // (r + their offset) / 2: consecutive rows, however r falls.
+  const int first = y % 2, even = (rows - first + 1) / 2;
+  const int from = (r + first) / 2;
+  const int count = std::min(even, m_nUVHeight - from);
+  return count <= 0 || m_pUVTexture->ReadRect(
+                           col, from, texels, count,
+                           dstUV + static_cast<size_t>((y + first) / 2) * dstStride + x, pitch);
 }
 
 bool GEShader::MemcpyYUV(void* dstY, void* dstUV) {

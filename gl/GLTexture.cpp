@@ -238,6 +238,14 @@ void* GLTexture::GetSTDataBuf() const {
   return m_pData;
 }
 
+unsigned GLTexture::ReadRect(int x, int y, int w, int h, void* dst, int rowPixels) const {
+  if (!m_bStreaming || m_image == EGL_NO_IMAGE_KHR) {
+    LOGE("[%s] ERROR, only streaming texture use this method\n", "ReadRect");
+    return 0;
+  }
+  return pe::platform::ReadImageRect(m_image, x, y, w, h, dst, rowPixels) ? 1 : 0;
+}
+
 unsigned GLTexture::SetParameteri(unsigned pname, int value) {
   glTexParameteri(m_uTarget, pname, value);
   return CheckGLError("GLTexture::SetParameteri", "glTexParameteri");

@@ -35,6 +35,10 @@ class GLTexture {
   // CPU address of a streaming texture, brought up to date with what the GPU
   // rendered into it; null for a normal one.
   void* GetSTDataBuf() const;
+  // Copies the w x h texels at (x, y) of a streaming RGBA texture, as its
+  // last writer left them, to dst, rows rowPixels texels apart, without
+  // handing the buffer to the CPU; 0 for a rectangle outside the texture.
+  unsigned ReadRect(int x, int y, int w, int h, void* dst, int rowPixels) const;
   // The texture must be bound.
   unsigned SetParameteri(unsigned pname, int value);
   // Binds the texture and sets both wrap modes and, unless filter is 0, the

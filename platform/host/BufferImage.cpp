@@ -94,9 +94,12 @@ void PackFromRgba(const uint8_t* rgba, HostImage& img) {
   }
 }
 
-bool ReadBack(HostImage& img) {
-  GLint previous = 0;
-  glGetIntegerv(GL_FRAMEBUFFER_BINDING, &previous);
+// GL_NV_pack_subimage's row length for reads (ES 3 core's value).
+constexpr GLenum kPackRowLength = 0x0D02;
+
+// Binds the image's own read framebuffer, made at its first read; false,
+// with a line, when it can't be made or is not complete.
+bool BindReadFbo(HostImage& img) {
   if (img.readFbo == 0) {
     glGenFramebuffers(1, &img.readFbo);
     if (img.readFbo == 0) {
@@ -110,26 +113,40 @@ bool ReadBack(HostImage& img) {
     glBindFramebuffer(GL_FRAMEBUFFER, img.readFbo);
   }
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
-  const bool ok = status == GL_FRAMEBUFFER_COMPLETE;
-  if (!ok)
-    LOGE(
-        "[ReadBack] ERROR, read framebuffer of %dx%d format 0x%X type 0x%X not complete, status %u",
-        img.width, img.height, img.format, img.type, status);
-  if (ok) {
-    GLint align = 4;
-    glGetIntegerv(GL_PACK_ALIGNMENT, &align);
+  if (status == GL_FRAMEBUFFER_COMPLETE) return true;
+  LOGE("[ReadBack] ERROR, read framebuffer of %dx%d format 0x%X type 0x%X not complete, status %u",
+       img.width, img.height, img.format, img.type, status);
+  return false;
+}
+
+// Restores the framebuffer and pack alignment a read found.
+class ReadState {
+ public:
+  ReadState() {
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &m_fbo);
+    glGetIntegerv(GL_PACK_ALIGNMENT, &m_align);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    if (img.format == GL_RGBA) {
-      glReadPixels(0, 0, img.width, img.height, GL_RGBA, GL_UNSIGNED_BYTE, img.base);
-    } else {
-      std::vector<uint8_t> rgba(static_cast<size_t>(img.width) * img.height * 4);
-      glReadPixels(0, 0, img.width, img.height, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
-      PackFromRgba(rgba.data(), img);
-    }
-    glPixelStorei(GL_PACK_ALIGNMENT, align);
   }
-  glBindFramebuffer(GL_FRAMEBUFFER, previous);
-  return ok;
+  ~ReadState() {
+    glPixelStorei(GL_PACK_ALIGNMENT, m_align);
+    glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(m_fbo));
+  }
+
+ private:
+  GLint m_fbo = 0, m_align = 4;
+};
+
+bool ReadBack(HostImage& img) {
+  const ReadState state;
+  if (!BindReadFbo(img)) return false;
+  if (img.format == GL_RGBA) {
+    glReadPixels(0, 0, img.width, img.height, GL_RGBA, GL_UNSIGNED_BYTE, img.base);
+  } else {
+    std::vector<uint8_t> rgba(static_cast<size_t>(img.width) * img.height * 4);
+    glReadPixels(0, 0, img.width, img.height, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
+    PackFromRgba(rgba.data(), img);
+  }
+  return true;
 }
 
 }  // namespace
@@ -198,6 +215,35 @@ bool SyncImageToCpu(EGLImageKHR image) {
   if (!img->gpuOwned || !img->texture) return true;
   img->gpuOwned = false;
   return ReadBack(*img);
+}
+
+bool ReadImageRect(EGLImageKHR image, int x, int y, int w, int h, void* dst, int rowPixels) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  HostImage* img = Find(image);
+  if (!img || !img->texture || img->format != GL_RGBA || !dst || x < 0 || y < 0 || w <= 0 ||
+      h <= 0 || w > img->width - x || h > img->height - y || rowPixels < w) {
+    LOGE("[ReadImageRect] ERROR, can't read %dx%d at %d,%d of image %p", w, h, x, y, image);
+    return false;
+  }
+  auto* out = static_cast<uint8_t*>(dst);
+  const size_t pitch = static_cast<size_t>(rowPixels) * 4;
+  if (!img->gpuOwned) {
+    for (int r = 0; r < h; ++r)
+      std::memcpy(out + r * pitch, img->base + (static_cast<size_t>(y + r) * img->width + x) * 4,
+                  static_cast<size_t>(w) * 4);
+    return true;
+  }
+  const ReadState state;
+  if (!BindReadFbo(*img)) return false;
+  if (HasGLExtension("GL_NV_pack_subimage")) {
+    glPixelStorei(kPackRowLength, rowPixels);
+    glReadPixels(x, y, w, h, GL_RGBA, GL_UNSIGNED_BYTE, out);
+    glPixelStorei(kPackRowLength, 0);
+  } else {
+    for (int r = 0; r < h; ++r)
+      glReadPixels(x, y + r, w, 1, GL_RGBA, GL_UNSIGNED_BYTE, out + r * pitch);
+  }
+  return true;
 }
 
 int CleanBuffer(void* base, size_t, int, int) {

@@ -199,8 +199,9 @@ Expected Blurred(int number, int w, int h, const Nv21& f, bool still, int streng
 // Strength 0 shows the sharp picture; 10 blurs with the narrowest kernel,
 // whose taps of no weight are not fetched. Tilt-shift shares depth of field's
 // walk, so its still is smaller; the sketches share all but their last pass,
-// which the previews cover, so one of them is captured, at 3000x2250: a block
-// with neighbours on every side.
+// which the previews cover, so one of them is captured, at 2800x2100: a block
+// with neighbours on every side, and an odd half row overlap, which starts
+// each block's rows in the other luma half.
 Plan Blur(int w, int h) {
   const std::string dof = Effect("2", 60, ";GE-param1=960,540,1400,700");
   const std::string tilt = Effect("7", 100, ";GE-param1=960,500,960,800");
@@ -277,6 +278,27 @@ INSTANTIATE_TEST_SUITE_P(Families, LookStills, ::testing::ValuesIn(kFamilies),
                          [](const ::testing::TestParamInfo<Family>& info) {
                            return std::string(info.param.name);
                          });
+
+// A still's planes are read straight into its output where the driver packs
+// rows at a pitch, else copied out of the read-back planes: the same bytes
+// either way, through each walk (the overlap walk at 2800x2100 starts its
+// rows in the other luma half).
+TEST_F(Looks, StillsReadTheSameBytesWhicheverWayThePlanesComeBack) {
+  ASSERT_EQ(m_fx->startPreview(1280, 720), 0);
+  const Nv21 in = ref::MakeFrame(2800, 2100, 5);
+  for (const char* effect : {"J", "4", "2"}) {
+    ASSERT_EQ(Params(Effect(effect, 60)), 0);
+    decltype(in.data) first;
+    for (const char* hidden : {"", "GL_NV_pack_subimage"}) {
+      ScopedEnv env("POSTEFFECT_HIDE_GL_EXTENSIONS", hidden);
+      SharedNv21 shm(2800, 2100);
+      ASSERT_EQ(Capture(shm, in), 0);
+      const auto out = shm.Get().data;
+      if (first.empty()) first = out;
+      EXPECT_TRUE(out == first) << effect << " with " << hidden << " hidden";
+    }
+  }
+}
 
 // --- What the models do not cover: choices refused, assets, limits.
 

@@ -9,10 +9,12 @@
 #include <sys/stat.h>
 #include <ui/GraphicBuffer.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
 #include "GlContext.h"
+#include "TestEnv.h"
 
 namespace {
 
@@ -135,6 +137,56 @@ TEST_F(Coherence, EachFrameReachesTheOtherSideWhicheverSideWroteIt) {
   RenderBands(77);
   EXPECT_TRUE(pe::platform::SyncImageToCpu(m_image));
   EXPECT_EQ(Cpu(), Bands(77));
+}
+
+// A rectangle comes from whichever side wrote last, into rows of the
+// caller's pitch, with or without the driver's pack row length; the buffer
+// stays the GPU's, and memory between the rows is left alone.
+TEST_F(Coherence, RectanglesReadAsTheLastWriterLeftThemAndTheBufferStaysWhereItWas) {
+  struct Rect {
+    int x, y, w, h, rowPixels;
+  };
+  auto expect = [](const Bytes& whole, const Rect& r, uint8_t gap) {
+    Bytes out(static_cast<size_t>(r.rowPixels) * r.h * 4, gap);
+    for (int row = 0; row < r.h; ++row)
+      std::copy_n(&whole[((r.y + row) * kStride + r.x) * 4], r.w * 4, &out[row * r.rowPixels * 4]);
+    return out;
+  };
+  auto read = [this](const Rect& r, uint8_t gap) {
+    Bytes out(static_cast<size_t>(r.rowPixels) * r.h * 4, gap);
+    EXPECT_TRUE(pe::platform::ReadImageRect(m_image, r.x, r.y, r.w, r.h, out.data(), r.rowPixels));
+    return out;
+  };
+  const Rect rects[] = {
+      {0, 0, kStride, kH, kStride}, {3, 2, 10, 4, 13}, {kStride - 1, kH - 1, 1, 1, 1}};
+  const Bytes cpu = FillCpu(9);
+  for (const Rect& r : rects) EXPECT_EQ(read(r, 0xAB), expect(cpu, r, 0xAB)) << r.x;
+  RenderBands(40);
+  for (const char* hidden : {"", "GL_NV_pack_subimage"}) {
+    pe::test::ScopedEnv env("POSTEFFECT_HIDE_GL_EXTENSIONS", hidden);
+    for (const Rect& r : rects) EXPECT_EQ(read(r, 0xCD), expect(Bands(40), r, 0xCD)) << hidden;
+  }
+  EXPECT_EQ(Cpu(), cpu);
+  ASSERT_EQ(Clean(), 0);
+  EXPECT_EQ(Cpu(), Bands(40));
+
+  // Refused: anything reaching past the image, a pitch shorter than a row,
+  // no memory, no such image; the last rectangle inside is taken.
+  Bytes out(kBytes * 2);
+  const Rect refused[] = {{-1, 0, 1, 1, 1},
+                          {0, -1, 1, 1, 1},
+                          {0, 0, 0, 1, 1},
+                          {0, 0, 1, 0, 1},
+                          {1, 0, kStride, 1, kStride},
+                          {0, 1, 1, kH, 1},
+                          {0, 0, 2, 1, 1}};
+  for (const Rect& r : refused)
+    EXPECT_FALSE(pe::platform::ReadImageRect(m_image, r.x, r.y, r.w, r.h, out.data(), r.rowPixels))
+        << r.x << "," << r.y << " " << r.w << "x" << r.h << " pitch " << r.rowPixels;
+  EXPECT_TRUE(pe::platform::ReadImageRect(m_image, 1, 1, kStride - 1, kH - 1, out.data(), kStride));
+  EXPECT_FALSE(pe::platform::ReadImageRect(m_image, 0, 0, 1, 1, nullptr, 1));
+  int bogus = 0;
+  EXPECT_FALSE(pe::platform::ReadImageRect(&bogus, 0, 0, 1, 1, out.data(), 1));
 }
 
 TEST_F(Coherence, BadImagesAreRefusedAndCleaningOtherMemoryIsHarmless) {

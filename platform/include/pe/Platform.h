@@ -56,6 +56,11 @@ void PrepareImageForSampling(EGLImageKHR image);
 void MarkImageRendered(EGLImageKHR image);
 // Hands the buffer back to the CPU (reads GPU data back when needed).
 bool SyncImageToCpu(EGLImageKHR image);
+// Copies the w x h texels at (x, y) of an RGBA image, as its last writer
+// left them, to dst, rows rowPixels texels apart; the buffer's own memory is
+// left as it is. False (one line) for a rectangle outside the image or a
+// framebuffer that can't be read.
+bool ReadImageRect(EGLImageKHR image, int x, int y, int w, int h, void* dst, int rowPixels);
 // The clean point of CPU-visible memory at base (graphics buffer or not).
 int CleanBuffer(void* base, size_t size, int offset, int fd);
 
