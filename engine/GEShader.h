@@ -238,6 +238,9 @@ class GEShader {
   // last drawn are its (the luma then in two halves) or the converter's.
   pe::PlanesTarget* m_pPlanes = nullptr;
   bool m_bPlanesDrawn = false;
+  // Whether the driver reads the planes at another pitch in one call
+  // (GL_NV_pack_subimage), asked once when the planes are made.
+  bool m_bReadsAtPitch = false;
   float m_fYTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
   float m_fUVTexCoord[8] = {0, 1, 0, 0, 1, 0, 1, 1};
 

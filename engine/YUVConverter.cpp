@@ -86,6 +86,7 @@ bool GEShader::InitYUVConverter(int rgbWidth, int rgbHeight, int yWidth, int yHe
   if (rgbWidth % 4 == 0 && rgbHeight % 2 == 0 && pe::PlanesSupported()) {
     m_pPlanes = new pe::PlanesTarget();
     if (!m_pPlanes->Init(m_pUVTexture)) return false;
+    m_bReadsAtPitch = pe::platform::HasGLExtension("GL_NV_pack_subimage");
   }
   return true;
 }
@@ -193,8 +194,8 @@ bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, int dstSt
   // private output: read straight there, the plane buffers left alone, where
   // the driver packs rows at the output's pitch in one read (a read a row
   // would cost more than the copy it saves).
-  if (m_captureMode && m_bPlanesDrawn && x % 4 == 0 && s % 4 == 0 && w % 4 == 0 &&
-      dstStride % 4 == 0 && pe::platform::HasGLExtension("GL_NV_pack_subimage"))
+  if (m_captureMode && m_bPlanesDrawn && m_bReadsAtPitch && x % 4 == 0 && s % 4 == 0 &&
+      w % 4 == 0 && dstStride % 4 == 0)
     return w <= 0 || e <= y || ReadPlanes(dstY, dstUV, dstStride, x, y, w, e - y, s, r);
 
   // Planes that did not come back from the GPU hold an older frame.
@@ -256,6 +257,7 @@ bool GEShader::DeinitYUVConverter() {
   delete m_pPlanes;
   m_pPlanes = nullptr;
   m_bPlanesDrawn = false;
+  m_bReadsAtPitch = false;
   delete m_pYTexture;
   m_pYTexture = nullptr;
   delete m_pUVTexture;
