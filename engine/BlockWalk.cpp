@@ -16,6 +16,10 @@ bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigne
          whole(static_cast<double>(std::min(t0, t1)) * texH);
 }
 
+bool WholeTexelSteps(unsigned texW, unsigned texH, unsigned vw, unsigned vh) {
+  return vw && vh && texW % vw == 0 && texH % vh == 0;
+}
+
 BlockWalk::BlockWalk(unsigned imgW, unsigned imgH, unsigned procW, unsigned procH, unsigned allocW,
                      int overlapX, int overlapY)
     : m_imgW(imgW),

@@ -12,6 +12,10 @@ namespace pe {
 // texW x texH texture meets every texel at its centre, one to one.
 bool TexelAligned(float s0, float t0, float s1, float t1, unsigned texW, unsigned texH, unsigned vw,
                   unsigned vh);
+// Whether steps of 1 / vw and 1 / vh of a texW x texH texture, a kernel's
+// reach of one viewport pixel, are whole texels: taps from a texel centre
+// then land on centres too.
+bool WholeTexelSteps(unsigned texW, unsigned texH, unsigned vw, unsigned vh);
 
 struct BlockRect {
   unsigned x, y, w, h;

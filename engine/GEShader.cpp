@@ -439,7 +439,9 @@ bool GEShader::ReadsTexelCentres(const float* texCoords) const {
   }
   const unsigned texW = m_pSrcTexture->GetAllocWidth(), texH = m_pSrcTexture->GetHeight();
   if (!pe::TexelAligned(s0, t0, s1, t1, texW, texH, m_uWidth, m_uHeight)) return false;
-  return m_sourceReads != kReadsTexelKernel || (texW == m_uWidth && texH == m_uHeight);
+  // Also a still's narrow last blocks: a 160-pixel column of a 1280-pixel
+  // texture steps 8 texels.
+  return m_sourceReads != kReadsTexelKernel || pe::WholeTexelSteps(texW, texH, m_uWidth, m_uHeight);
 }
 
 bool GEShader::DrawAndConvert(GLProgram* prog, const float* texCoords,

@@ -197,7 +197,7 @@ class GEShader {
     kReadsOwnTexel,
     // Own texel through the preview's crop uniform (x, y, scale x, scale y).
     kReadsCroppedTexel,
-    // Own texel and its neighbours one viewport pixel away.
+    // Own texel and its neighbours 1 / viewport size of the texture away.
     kReadsTexelKernel,
   };
   SourceReads m_sourceReads = kReadsAnywhere;

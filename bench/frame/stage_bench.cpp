@@ -71,6 +71,8 @@ struct Tally {
   // Each look pass's own time, in drawing order; a pass drawn in several
   // rectangles (the same program into the same framebuffer) counts once.
   std::vector<double> passMs;
+  // The same times summed by program, in the order each was first drawn.
+  std::vector<std::pair<GLuint, double>> programMs;
   unsigned long long lastPass = 0;
 };
 
@@ -115,6 +117,12 @@ void ClosePass() {
   std::lock_guard<std::mutex> lock(g_lock);
   g_tally.ms[kLook] += ms;
   if (!g_tally.passMs.empty()) g_tally.passMs.back() += ms;
+  const GLuint program = static_cast<GLuint>(g_tally.lastPass >> 32);
+  auto& byProgram = g_tally.programMs;
+  auto it = std::find_if(byProgram.begin(), byProgram.end(),
+                         [&](const std::pair<GLuint, double>& p) { return p.first == program; });
+  if (it == byProgram.end()) it = byProgram.insert(byProgram.end(), {program, 0.0});
+  it->second += ms;
   if (g_depth > 0) g_nested += ms;
 }
 
@@ -346,6 +354,7 @@ struct Row {
   double total = 0;
   int lookPasses = 0;
   std::vector<double> passMs;
+  std::vector<double> programMs;
   bool refused = false;
   double Fixed() const { return total - stage[kLook]; }
 };
@@ -366,6 +375,12 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
       if (p < t.passMs.size()) v.push_back(t.passMs[p]);
     r.passMs.push_back(Median(v));
   }
+  for (size_t p = 0; !tallies.empty() && p < tallies.back().programMs.size(); ++p) {
+    std::vector<double> v;
+    for (const Tally& t : tallies)
+      if (p < t.programMs.size()) v.push_back(t.programMs[p].second);
+    r.programMs.push_back(Median(v));
+  }
   return r;
 }
 
@@ -380,6 +395,7 @@ Row MedianOfRows(const std::vector<Row>& rows) {
     std::copy(x.stage, x.stage + kStages, t.ms);
     t.lookPasses = x.lookPasses;
     t.passMs = x.passMs;
+    for (double ms : x.programMs) t.programMs.push_back({0, ms});
     tallies.push_back(t);
     totals.push_back(x.total);
   }
@@ -512,6 +528,11 @@ void PrintRow(const char* name, const Row& r, double floorMs) {
   if (r.lookPasses > 1 && r.lookPasses <= 4) {
     std::printf("%-12s look passes:", "");
     for (double ms : r.passMs) std::printf(" %.2f", ms);
+    std::printf("\n");
+  } else if (r.programMs.size() > 1) {
+    // A still's, summed by program in the order first drawn.
+    std::printf("%-12s look by program:", "");
+    for (double ms : r.programMs) std::printf(" %.2f", ms);
     std::printf("\n");
   }
   std::fflush(stdout);

@@ -52,4 +52,16 @@ TEST(BlurTables, TexelAlignedOnlyOneToOne) {
   EXPECT_FALSE(TexelAligned(0.25f, 0.25f, 0.75f, 0.75f, 736, 480, 736, 480));
 }
 
+// A kernel one viewport pixel wide reads texel centres when that pixel is a
+// whole number of texels: across and down each on its own, and no viewport.
+TEST(BlurTables, KernelStepsInWholeTexelsOnly) {
+  const struct {
+    unsigned vw, vh;
+    bool whole;
+  } kCases[] = {{1280, 720, true},  {160, 120, true},   {1, 1, true},    {720, 720, false},
+                {1280, 700, false}, {1281, 720, false}, {0, 720, false}, {1280, 0, false}};
+  for (const auto& c : kCases)
+    EXPECT_EQ(pe::WholeTexelSteps(1280, 720, c.vw, c.vh), c.whole) << c.vw << "x" << c.vh;
+}
+
 }  // namespace
