@@ -178,21 +178,20 @@ bool GEShaderFisheye::UploadPlanes(const unsigned char* y, const unsigned char* 
   const unsigned w = static_cast<unsigned>(W), h = static_cast<unsigned>(H);
   m_pCaptureY.reset(new GLTexture());
   m_pCaptureUV.reset(new GLTexture());
-  if (!m_pCaptureY->Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, w, h, 0) ||
-      !m_pCaptureUV->Init(GL_LUMINANCE_ALPHA, GL_UNSIGNED_BYTE, w / 2, h / 2, 0))
-    return false;
-  // Plane rows are packed, whatever their length.
+  // Plane rows are packed, whatever their length. Each texture is made with
+  // its plane: storage made empty first would be written twice.
   GLint align = 4;
   glGetIntegerv(GL_UNPACK_ALIGNMENT, &align);
   glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-  const bool ok = m_pCaptureY->UpdateNormalTexture(y, w, h) &&
-                  m_pCaptureUV->UpdateNormalTexture(uv, w / 2, h / 2);
+  const bool ok = m_pCaptureY->Init(GL_LUMINANCE, GL_UNSIGNED_BYTE, w, h, 0, y) &&
+                  m_pCaptureUV->Init(GL_LUMINANCE_ALPHA, GL_UNSIGNED_BYTE, w / 2, h / 2, 0, uv);
   glPixelStorei(GL_UNPACK_ALIGNMENT, align);
+  if (!ok) return false;
   // Clamped like the preview's source, so that the picture's edges read the
   // same in both.
   m_pCaptureY->SetSampling(GL_CLAMP_TO_EDGE);
   m_pCaptureUV->SetSampling(GL_CLAMP_TO_EDGE);
-  return ok;
+  return true;
 }
 
 bool GEShaderFisheye::Capture(const unsigned char* y, const unsigned char* uv, unsigned char* out,

@@ -138,7 +138,7 @@ unsigned GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned 
 }
 
 unsigned GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigned height,
-                         unsigned char streaming) {
+                         unsigned char streaming, const void* pixels) {
   TRACE("Init");
   LOGI("[%s] format=%u, type=%u, width=%d(%d), height=%d, ST=%d", "Init", format, type, width,
        RoundUp32(width), height, streaming);
@@ -177,7 +177,7 @@ unsigned GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigne
   glBindTexture(m_uTarget, m_uName);
   if (!CheckGLError("GLTexture::Init", "glBindTexture")) return 0;
   glTexImage2D(m_uTarget, 0, static_cast<GLint>(format), static_cast<GLsizei>(width),
-               static_cast<GLsizei>(height), 0, format, type, nullptr);
+               static_cast<GLsizei>(height), 0, format, type, pixels);
   if (!CheckGLError("GLTexture::Init", "glTexImage2D")) return 0;
   SetDefaultParameters();
 

@@ -27,9 +27,11 @@ class GLTexture {
   unsigned Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
                 unsigned height);
   // Normal texture, or (streaming 1) a streaming texture over a graphics
-  // buffer of its own.
+  // buffer of its own. A normal texture takes `pixels` (rows packed at the
+  // unpack alignment) as its first contents, in the same call that makes its
+  // storage; without them its contents are undefined.
   unsigned Init(unsigned format, unsigned type, unsigned width, unsigned height,
-                unsigned char streaming);
+                unsigned char streaming, const void* pixels = nullptr);
   // Whole-image upload into a normal texture; width 0 takes the texture's size.
   unsigned UpdateNormalTexture(const void* pixels, unsigned width, unsigned height);
   // CPU address of a streaming texture, brought up to date with what the GPU
