@@ -71,8 +71,13 @@ struct Tally {
   // Each look pass's own time, in drawing order; a pass drawn in several
   // rectangles (the same program into the same framebuffer) counts once.
   std::vector<double> passMs;
-  // The same times summed by program, in the order each was first drawn.
-  std::vector<std::pair<GLuint, double>> programMs;
+  // The same times summed by program, in the order each was first drawn,
+  // with the pixels each drew (viewport, within the scissor where it is on).
+  struct ByProgram {
+    GLuint program;
+    double ms, px;
+  };
+  std::vector<ByProgram> programs;
   unsigned long long lastPass = 0;
 };
 
@@ -109,6 +114,14 @@ bool g_inSetup = false;
 bool g_passOpen = false;
 double g_passStart = 0;
 
+// The tally's entry for a program, made the first time it draws; g_lock held.
+Tally::ByProgram& ProgramEntry(GLuint program) {
+  auto& v = g_tally.programs;
+  auto it = std::find_if(v.begin(), v.end(),
+                         [&](const Tally::ByProgram& p) { return p.program == program; });
+  return it != v.end() ? *it : v.emplace_back(Tally::ByProgram{program, 0, 0});
+}
+
 void ClosePass() {
   if (!g_passOpen) return;
   Finish();
@@ -117,12 +130,7 @@ void ClosePass() {
   std::lock_guard<std::mutex> lock(g_lock);
   g_tally.ms[kLook] += ms;
   if (!g_tally.passMs.empty()) g_tally.passMs.back() += ms;
-  const GLuint program = static_cast<GLuint>(g_tally.lastPass >> 32);
-  auto& byProgram = g_tally.programMs;
-  auto it = std::find_if(byProgram.begin(), byProgram.end(),
-                         [&](const std::pair<GLuint, double>& p) { return p.first == program; });
-  if (it == byProgram.end()) it = byProgram.insert(byProgram.end(), {program, 0.0});
-  it->second += ms;
+  ProgramEntry(static_cast<GLuint>(g_tally.lastPass >> 32)).ms += ms;
   if (g_depth > 0) g_nested += ms;
 }
 
@@ -232,6 +240,57 @@ PE_INTERPOSE void glUseProgram(GLuint program) {
 }
 
 namespace {
+GLint g_viewport[4] = {};
+GLint g_scissor[4] = {};
+bool g_scissorOn = false;
+}  // namespace
+
+PE_INTERPOSE void glViewport(GLint x, GLint y, GLsizei w, GLsizei h) {
+  static auto next = Next<void (*)(GLint, GLint, GLsizei, GLsizei)>("glViewport");
+  g_viewport[0] = x, g_viewport[1] = y, g_viewport[2] = w, g_viewport[3] = h;
+  next(x, y, w, h);
+}
+
+PE_INTERPOSE void glScissor(GLint x, GLint y, GLsizei w, GLsizei h) {
+  static auto next = Next<void (*)(GLint, GLint, GLsizei, GLsizei)>("glScissor");
+  g_scissor[0] = x, g_scissor[1] = y, g_scissor[2] = w, g_scissor[3] = h;
+  next(x, y, w, h);
+}
+
+PE_INTERPOSE void glEnable(GLenum cap) {
+  static auto next = Next<void (*)(GLenum)>("glEnable");
+  if (cap == GL_SCISSOR_TEST) g_scissorOn = true;
+  next(cap);
+}
+
+PE_INTERPOSE void glDisable(GLenum cap) {
+  static auto next = Next<void (*)(GLenum)>("glDisable");
+  if (cap == GL_SCISSOR_TEST) g_scissorOn = false;
+  next(cap);
+}
+
+namespace {
+// The pixels a draw covers: the viewport, within the scissor where it is on.
+double DrawnPixels() {
+  long x0 = g_viewport[0], y0 = g_viewport[1];
+  long x1 = x0 + g_viewport[2], y1 = y0 + g_viewport[3];
+  if (g_scissorOn) {
+    x0 = std::max<long>(x0, g_scissor[0]);
+    y0 = std::max<long>(y0, g_scissor[1]);
+    x1 = std::min<long>(x1, g_scissor[0] + static_cast<long>(g_scissor[2]));
+    y1 = std::min<long>(y1, g_scissor[1] + static_cast<long>(g_scissor[3]));
+  }
+  return x1 > x0 && y1 > y0 ? static_cast<double>(x1 - x0) * (y1 - y0) : 0.0;
+}
+
+// A look draw's pixels, booked to its program.
+void CountDraw() {
+  if (g_inSetup) return;
+  std::lock_guard<std::mutex> lock(g_lock);
+  auto it = g_programStage.find(g_program);
+  if (it == g_programStage.end()) ProgramEntry(g_program).px += DrawnPixels();
+}
+
 Stage DrawStage() {
   std::lock_guard<std::mutex> lock(g_lock);
   auto it = g_programStage.find(g_program);
@@ -241,11 +300,13 @@ Stage DrawStage() {
 
 PE_INTERPOSE void glDrawArrays(GLenum mode, GLint first, GLsizei count) {
   static auto next = Next<void (*)(GLenum, GLint, GLsizei)>("glDrawArrays");
+  CountDraw();
   TimeGl(DrawStage(), [&] { next(mode, first, count); });
 }
 
 PE_INTERPOSE void glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* indices) {
   static auto next = Next<void (*)(GLenum, GLsizei, GLenum, const void*)>("glDrawElements");
+  CountDraw();
   TimeGl(DrawStage(), [&] { next(mode, count, type, indices); });
 }
 
@@ -354,7 +415,7 @@ struct Row {
   double total = 0;
   int lookPasses = 0;
   std::vector<double> passMs;
-  std::vector<double> programMs;
+  std::vector<Tally::ByProgram> programs;
   bool refused = false;
   double Fixed() const { return total - stage[kLook]; }
 };
@@ -375,11 +436,14 @@ Row MedianRow(const std::vector<Tally>& tallies, const std::vector<double>& tota
       if (p < t.passMs.size()) v.push_back(t.passMs[p]);
     r.passMs.push_back(Median(v));
   }
-  for (size_t p = 0; !tallies.empty() && p < tallies.back().programMs.size(); ++p) {
-    std::vector<double> v;
-    for (const Tally& t : tallies)
-      if (p < t.programMs.size()) v.push_back(t.programMs[p].second);
-    r.programMs.push_back(Median(v));
+  for (size_t p = 0; !tallies.empty() && p < tallies.back().programs.size(); ++p) {
+    std::vector<double> ms, px;
+    for (const Tally& t : tallies) {
+      if (p >= t.programs.size()) continue;
+      ms.push_back(t.programs[p].ms);
+      px.push_back(t.programs[p].px);
+    }
+    r.programs.push_back({0, Median(ms), Median(px)});
   }
   return r;
 }
@@ -395,7 +459,7 @@ Row MedianOfRows(const std::vector<Row>& rows) {
     std::copy(x.stage, x.stage + kStages, t.ms);
     t.lookPasses = x.lookPasses;
     t.passMs = x.passMs;
-    for (double ms : x.programMs) t.programMs.push_back({0, ms});
+    t.programs = x.programs;
     tallies.push_back(t);
     totals.push_back(x.total);
   }
@@ -529,10 +593,12 @@ void PrintRow(const char* name, const Row& r, double floorMs) {
     std::printf("%-12s look passes:", "");
     for (double ms : r.passMs) std::printf(" %.2f", ms);
     std::printf("\n");
-  } else if (r.programMs.size() > 1) {
-    // A still's, summed by program in the order first drawn.
+  }
+  // Summed by program in the order first drawn, with the megapixels each
+  // drew: a blur's share of the work beside its mix's.
+  if (r.programs.size() > 1) {
     std::printf("%-12s look by program:", "");
-    for (double ms : r.programMs) std::printf(" %.2f", ms);
+    for (const Tally::ByProgram& p : r.programs) std::printf(" %.2f ms/%.2f Mpx", p.ms, p.px / 1e6);
     std::printf("\n");
   }
   std::fflush(stdout);
