@@ -283,30 +283,24 @@ double DrawnPixels() {
   return x1 > x0 && y1 > y0 ? static_cast<double>(x1 - x0) * (y1 - y0) : 0.0;
 }
 
-// A look draw's pixels, booked to its program.
-void CountDraw() {
-  if (g_inSetup) return;
-  std::lock_guard<std::mutex> lock(g_lock);
-  auto it = g_programStage.find(g_program);
-  if (it == g_programStage.end()) ProgramEntry(g_program).px += DrawnPixels();
-}
-
+// The stage a draw belongs to; a look draw's pixels are booked to its
+// program.
 Stage DrawStage() {
   std::lock_guard<std::mutex> lock(g_lock);
   auto it = g_programStage.find(g_program);
-  return it == g_programStage.end() ? kLook : it->second;
+  if (it != g_programStage.end()) return it->second;
+  if (!g_inSetup) ProgramEntry(g_program).px += DrawnPixels();
+  return kLook;
 }
 }  // namespace
 
 PE_INTERPOSE void glDrawArrays(GLenum mode, GLint first, GLsizei count) {
   static auto next = Next<void (*)(GLenum, GLint, GLsizei)>("glDrawArrays");
-  CountDraw();
   TimeGl(DrawStage(), [&] { next(mode, first, count); });
 }
 
 PE_INTERPOSE void glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* indices) {
   static auto next = Next<void (*)(GLenum, GLsizei, GLenum, const void*)>("glDrawElements");
-  CountDraw();
   TimeGl(DrawStage(), [&] { next(mode, count, type, indices); });
 }
 
